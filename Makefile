@@ -1,0 +1,42 @@
+# velar: two commands do everything.
+#   make demo   installs what is missing, builds, plays the shipped sample into a program stream
+#   make test   installs, builds and runs every test (plain build, then ASan+UBSan build)
+# Other targets: build, asan, bench, clean.
+
+BUILD      ?= build
+ASAN_BUILD ?= build-asan
+JOBS       ?= $(shell nproc)
+CMAKE_ARGS ?=
+
+.PHONY: all deps build test test-plain test-asan asan demo bench clean
+
+all: build
+
+deps:
+	@bash scripts/install-deps.sh
+
+build: deps
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo $(CMAKE_ARGS)
+	cmake --build $(BUILD) -j $(JOBS)
+
+asan: deps
+	cmake -S . -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=Debug -DVELAR_SANITIZE=address,undefined $(CMAKE_ARGS)
+	cmake --build $(ASAN_BUILD) -j $(JOBS)
+
+test-plain: build
+	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
+
+test-asan: asan
+	cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \
+	  UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 ctest --output-on-failure -j $(JOBS)
+
+test: test-plain test-asan
+
+demo: build
+	bash scripts/demo.sh $(BUILD)
+
+bench: deps
+	bash bench/run.sh
+
+clean:
+	rm -rf $(BUILD) $(ASAN_BUILD) build-bench

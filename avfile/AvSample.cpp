@@ -1,0 +1,20 @@
+#include "avfile/AvSample.h"
+
+#include <sstream>
+
+namespace avfile {
+
+std::string AvSample::toString() const {
+    std::ostringstream os;
+    os << *this;
+    return os.str();
+}
+
+std::ostream& operator<<(std::ostream& os, const AvSample& sample) {
+    return os << "track:" << sample.track << " datalen:" << sample.data.size()
+              << " dts:" << sample.dts << " pts:" << sample.pts
+              << " firstSample:" << (sample.firstSample ? 1 : 0)
+              << " trackCodec:" << avfile::toString(sample.trackInfo.type);
+}
+
+}  // namespace avfile

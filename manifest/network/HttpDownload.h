@@ -1,10 +1,8 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
-#include <mutex>
+#include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "manifest/network/DownloadOptions.h"
@@ -20,6 +18,25 @@ namespace network {
 // final state: COMPLETED, ERROR (HTTP status >= 400, connection failures after the retries) or
 // ABORTED. The destructor aborts a running transfer and joins its thread, so the object may be
 // destroyed at any time from any thread other than the transfer's own.
+//
+// Transfer rules (time-outs, retries with back-off, redirects, TLS, connection reuse, local files)
+// are HttpTransfer's; the defaults are listed in DownloadOptions.h. Further decisions:
+// - Observer calls come from the transfer thread, in this order: OnDownloadStateChanged(IN_PROGRESS)
+//   once, OnDownloadRateChanged(bytes so far) zero or more times with growing counts (a retry does
+//   not start again from 0: it resumes), a last OnDownloadRateChanged with the final count when
+//   bytes arrived, then the final state. REQUEST_ABORT is never sent to observers; GetState()
+//   answers it between AbortDownload() and the ABORTED that follows.
+// - The state, bytes, status and error text are stored before observers hear the final state, so
+//   an observer may read them from its callback.
+// - Observers are called under a lock that DetachDownloadObserver also takes: once it returns, the
+//   detached observer is not called again (unless it detaches itself from its own callback).
+// - AbortDownload() before StartDownload(): StartDownload() still starts the thread, which reports
+//   IN_PROGRESS and ABORTED without touching the network. After a final state it does nothing.
+// - Destroying the object from one of its own observer callbacks (which the observer contract
+//   forbids) does not deadlock: the thread is detached, keeps its state alive until it ends, and
+//   calls no observer any more.
+// - A thread that cannot be started makes StartDownload() return false with state ERROR; the
+//   observers are then told ERROR on the calling thread.
 class HttpDownload {
 public:
     // `range` is an HTTP byte range without the "bytes=" prefix: "first-last", "first-" or empty
@@ -49,16 +66,18 @@ public:
     const std::string& GetRange() const { return mRange; }
 
 private:
-    // Implementation detail owned by the network helper; see HttpDownload.cpp.
+    // Everything the transfer thread touches; shared with that thread so that it stays valid
+    // when the thread is detached (see above).
     struct Impl;
     std::string mUrl;
     std::string mRange;
     DownloadOptions mOptions;
-    Impl* mImpl;
+    std::shared_ptr<Impl> mImpl;
 };
 
 // Fetches a whole resource synchronously (used for MPDs): http, https, file:// and plain local
-// paths. Returns true and fills `out` on success; false with `error` set otherwise.
+// paths. Returns true and fills `out` on success; false with `error` set otherwise. Same rules
+// as HttpDownload (retries, time-outs, maxBodyBytes); runs on the calling thread.
 bool FetchUrl(const std::string& url, std::vector<uint8_t>& out, std::string& error,
               const DownloadOptions& options = DownloadOptions::defaults());
 

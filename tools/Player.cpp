@@ -1,0 +1,253 @@
+#include "tools/Player.h"
+
+#include <sys/stat.h>
+
+#include <exception>
+
+#include "avfile/AvTrack.h"
+#include "avfile/AvTrackType.h"
+#include "tools/KeyFrameStepper.h"
+#include "tools/ProgressLine.h"
+#include "tools/RingDrainer.h"
+#include "tools/StatsWriter.h"
+
+namespace velar_play {
+
+using avfile::AvStreamerState;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+const char* trackTypeName(avfile::AvTrackType type) {
+    switch (type) {
+        case avfile::AvTrackType::Video: return "video";
+        case avfile::AvTrackType::Audio: return "audio";
+        case avfile::AvTrackType::Subtitle: return "subtitle";
+        default: return "unknown";
+    }
+}
+
+}  // namespace
+
+Player::Player(const PlayerOptions& options, velar::IMp4Service& service, OutputStream& output)
+    : mOptions(options), mService(service), mOutput(output) {}
+
+Player::~Player() = default;
+
+void Player::run() {
+    mProgress.reset(new ProgressLine());
+    if (!mOptions.statsPath.empty()) {
+        mStats.reset(new StatsWriter(mOptions.statsPath));
+    }
+    open();
+    checkTracks();
+    start();
+    loop();
+}
+
+void Player::open() {
+    try {
+        mFile = mService.openPath(mOptions.input, mOptions.mimeType);
+    } catch (const std::exception& e) {
+        throw PlayError(e.what());
+    }
+    if (!mFile) {
+        throw PlayError("cannot open " + mOptions.input + ": MIME type \"" + mOptions.mimeType +
+                        "\" is not supported");
+    }
+}
+
+void Player::checkTracks() {
+    std::vector<avfile::AvTrack> tracks = mFile->getTracks();
+    for (const avfile::AvTrack& track : tracks) {
+        bool video = track.type == avfile::AvTrackType::Video;
+        bool audio = track.type == avfile::AvTrackType::Audio;
+        if ((video || audio) && track.codec.empty()) {
+            throw PlayError(mOptions.input + ": track " + std::to_string(track.id) + " is " +
+                            trackTypeName(track.type) +
+                            " in a codec velar cannot play (H.264 video and AAC audio only)");
+        }
+        if (video) {
+            mHasVideo = true;
+        }
+    }
+    mDurationMs = mFile->getDuration();
+}
+
+void Player::start() {
+    mRing = std::make_shared<ContigMemBuffer>(mOptions.ringBytes);
+    mStreamer = mService.createStreamer(mFile, mRing);
+    if (!mStreamer) {
+        throw PlayError("cannot create a streamer for " + mOptions.input);
+    }
+    mStreamer->addListener(mListener);
+    mDrainer.reset(new RingDrainer(mRing, mOutput));
+
+    mFilter = mOptions.keyFramesOnly ? avfile::AvSampleFilter::KeyFramesOnly
+                                     : avfile::AvSampleFilter::AllSamples;
+    bool backwards = mOptions.hasRate && mOptions.rate < 0;
+    if (mOptions.keyFramesOnly && mHasVideo) {
+        mStepper.reset(new KeyFrameStepper(backwards, mDurationMs));
+        mDrainer->setHolding(true);
+    }
+    if (mOptions.hasRate) {
+        mStreamer->setPlaybackRate(mOptions.rate);
+    }
+
+    mStart = Clock::now();
+    mLastReport = mStart;
+    mLastActivity = mStart;
+
+    // The first positioning starts the streamer thread where the file stands; its position is not
+    // used.
+    if (!mStreamer->setPosition(0, mFilter)) {
+        if (mListener.hasError()) {
+            throw PlayError(mListener.errorText());
+        }
+        throw PlayError(mOptions.input + ": no track velar can play");
+    }
+    // Trick play backwards without --seek starts from the end.
+    bool seek = mOptions.hasSeek || (mStepper && backwards);
+    uint64_t target = mOptions.hasSeek ? mOptions.seekMs : mDurationMs;
+    if (seek && !mStreamer->setPosition(target, mFilter)) {
+        failWithStreamerError();
+    }
+}
+
+void Player::loop() {
+    for (;;) {
+        size_t drained = mDrainer->drainOnce(kReadWaitMs);
+        AvStreamerState state = mStreamer->getState();
+        report(state, false);
+
+        if (state == AvStreamerState::Error || mListener.hasError()) {
+            failWithStreamerError();
+        }
+        if (state == AvStreamerState::EndOfFile && drained == 0 && mDrainer->ringEmpty()) {
+            // Everything the streamer will ever write is in the output now.
+            mDrainer->commitHeld();
+            break;
+        }
+        if (mStepper && state == AvStreamerState::KeyframeSent && drained == 0 &&
+            mDrainer->ringEmpty()) {
+            if (!trickStep()) {
+                break;
+            }
+            continue;
+        }
+        if (mOptions.hasDuration && mStreamer->getPosition() > mOptions.durationMs) {
+            stopAndDrain();
+            break;
+        }
+        if (stalled(state, drained)) {
+            throw PlayError(mOptions.input + ": the file ends before the end its index announces "
+                            "and has not grown for " + std::to_string(kStallMs / 1000) +
+                            " s (truncated?)");
+        }
+    }
+    report(mStreamer->getState(), true);
+    mProgress->finish();
+}
+
+bool Player::trickStep() {
+    // The streamer does nothing in KeyframeSent, so the file may be asked here.
+    int64_t fromStart = mFile->getPositionFromPts(mStreamer->getPosition() * 90);
+    uint64_t positionMs = fromStart > 0 ? static_cast<uint64_t>(fromStart) / 90 : 0;
+    if (mStepper->onKeyFrame(positionMs)) {
+        mDrainer->commitHeld();
+    } else {
+        mDrainer->dropHeld();
+    }
+    uint64_t target = 0;
+    if (!mStepper->nextTarget(target)) {
+        return false;
+    }
+    if (!mStreamer->setPosition(target, mFilter)) {
+        failWithStreamerError();
+    }
+    return true;
+}
+
+void Player::stopAndDrain() {
+    mStreamer->stop();
+    // The streamer thread finishes the sample it is feeding (possibly waiting for ring space), then
+    // sees Stopped. Drain until the ring has been quiet for a while.
+    Clock::time_point quietSince = Clock::now();
+    while (Clock::now() - quietSince < std::chrono::milliseconds(kQuietMs)) {
+        if (mDrainer->drainOnce(kReadWaitMs) > 0) {
+            quietSince = Clock::now();
+        }
+    }
+    if (mStepper) {
+        mDrainer->dropHeld();
+    }
+}
+
+void Player::failWithStreamerError() {
+    // Keep what the streamer produced before the failure.
+    while (mDrainer->drainOnce(0) > 0) {
+    }
+    mDrainer->dropHeld();
+    mProgress->finish();
+    if (mListener.hasError()) {
+        throw PlayError(mListener.errorText());
+    }
+    throw PlayError(mOptions.input + ": the streamer stopped with an error");
+}
+
+bool Player::stalled(AvStreamerState state, size_t drained) {
+    Clock::time_point now = Clock::now();
+    if (state != AvStreamerState::Buffering || drained > 0) {
+        mLastActivity = now;
+        mLastSize = -1;
+        return false;
+    }
+    int64_t size = inputSize();
+    if (size < 0 || size != mLastSize) {
+        mLastActivity = now;
+        mLastSize = size;
+        return false;
+    }
+    return now - mLastActivity >= std::chrono::milliseconds(kStallMs);
+}
+
+int64_t Player::inputSize() const {
+    struct stat info;
+    if (::stat(mOptions.input.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) {
+        return -1;  // not a local file: no stall check
+    }
+    return static_cast<int64_t>(info.st_size);
+}
+
+uint64_t Player::elapsedMs() const {
+    return static_cast<uint64_t>(
+        std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - mStart).count());
+}
+
+PlaybackFigures Player::figures(AvStreamerState state) const {
+    PlaybackFigures f;
+    f.elapsedMs = elapsedMs();
+    f.state = state;
+    f.positionMs = mStreamer->getPosition();
+    f.durationMs = mDurationMs;
+    f.bytesOut = mDrainer->bytesOut();
+    return f;
+}
+
+void Player::report(AvStreamerState state, bool force) {
+    Clock::time_point now = Clock::now();
+    if (!force && now - mLastReport < std::chrono::milliseconds(kReportEveryMs)) {
+        return;
+    }
+    mLastReport = now;
+    if (!mStats && !mProgress->active()) {
+        return;
+    }
+    PlaybackFigures f = figures(state);
+    if (mStats) {
+        mStats->write(f);
+    }
+    mProgress->show(f);
+}
+
+}  // namespace velar_play

@@ -1,0 +1,112 @@
+// Plays one presentation through the library's service into velar-play's output, as a host does:
+// openPath, a check of the tracks, createStreamer over a ring velar-play owns, a listener, the
+// first setPosition (which starts the streamer thread where the file stands), then the main thread
+// drains the ring into the output until the stream ends.
+//
+// Decisions taken here (the library leaves them to the host):
+// - A video or audio track in a codec the library does not convert (anything but H.264 and AAC,
+//   for example MPEG-4 Part 2 video) makes the whole input unplayable (exit 1): the library would
+//   silently drop that track's samples, and a player that quietly loses a track is worse than one
+//   that says so.
+// - --seek is a second setPosition right after the first (the first ignores its position). The
+//   ring is not read in between, so the output starts with the pack header of the seek and holds
+//   nothing from before it.
+// - --keyframes on a presentation with a video track is key-frame trick play: after each key frame
+//   (state KeyframeSent) the ring is drained and the streamer positioned again where
+//   KeyFrameStepper says; stretches that repeat a key frame are dropped, so the output carries
+//   each chosen key frame once, in order, each behind its own pack header. Without a video track
+//   the filter alone applies and the stream plays to its end.
+// - The end is EndOfFile with the ring empty (nothing is written after EndOfFile).
+// - A local file that stays in Buffering (the library's NotEnoughData) without growing for
+//   kStallMs is taken as truncated: exit 1. A file that is still being written keeps growing, and
+//   playback goes on as long as it does.
+// - --duration stops the streamer once its position passes the limit, then drains the ring until
+//   it has been quiet for kQuietMs.
+//
+// Threads: run() is called on the main thread; the library calls the listener on the streamer
+// thread. The file object is touched from the main thread only while the streamer thread leaves it
+// alone (before the first setPosition, and in KeyframeSent, where the streamer does nothing).
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+#include "avfile/IAvFile.h"
+#include "avfile/IAvStreamer.h"
+#include "platform/ContigMemBuffer.h"
+#include "tools/OutputStream.h"
+#include "tools/PlaybackFigures.h"
+#include "tools/PlayerListener.h"
+#include "tools/PlayerOptions.h"
+#include "velar/IMp4Service.h"
+
+namespace velar_play {
+
+class KeyFrameStepper;
+class ProgressLine;
+class RingDrainer;
+class StatsWriter;
+
+class Player {
+public:
+    // Why the input could not be played; what() is velar-play's one-line error text.
+    class PlayError : public std::runtime_error {
+    public:
+        explicit PlayError(const std::string& message) : std::runtime_error(message) {}
+    };
+
+    static const uint32_t kStallMs = 5000;      // no growth while Buffering: the file is truncated
+    static const uint32_t kQuietMs = 200;       // after stop(): the ring is done when quiet this long
+    static const uint32_t kReadWaitMs = 50;     // longest wait for ring data per loop turn
+    static const uint32_t kReportEveryMs = 250; // statistics and progress line period
+
+    Player(const PlayerOptions& options, velar::IMp4Service& service, OutputStream& output);
+    ~Player();
+    Player(const Player&) = delete;
+    Player& operator=(const Player&) = delete;
+
+    // Plays to the end. Throws PlayError (or std::runtime_error from the output) when the input
+    // cannot be played or written.
+    void run();
+
+private:
+    void open();
+    void checkTracks();
+    void start();
+    void loop();
+    bool trickStep();
+    void stopAndDrain();
+    void failWithStreamerError();
+    bool stalled(avfile::AvStreamerState state, size_t drained);
+    void report(avfile::AvStreamerState state, bool force);
+    PlaybackFigures figures(avfile::AvStreamerState state) const;
+    uint64_t elapsedMs() const;
+    int64_t inputSize() const;
+
+    const PlayerOptions& mOptions;
+    velar::IMp4Service& mService;
+    OutputStream& mOutput;
+
+    std::shared_ptr<avfile::IAvFile> mFile;
+    std::shared_ptr<ContigMemBuffer> mRing;
+    PlayerListener mListener;  // declared before the streamer: it must outlive it
+    std::shared_ptr<avfile::IAvStreamer> mStreamer;
+
+    std::unique_ptr<RingDrainer> mDrainer;
+    std::unique_ptr<StatsWriter> mStats;
+    std::unique_ptr<ProgressLine> mProgress;
+    std::unique_ptr<KeyFrameStepper> mStepper;
+
+    avfile::AvSampleFilter mFilter = avfile::AvSampleFilter::AllSamples;
+    bool mHasVideo = false;
+    uint64_t mDurationMs = 0;
+    std::chrono::steady_clock::time_point mStart;
+    std::chrono::steady_clock::time_point mLastReport;
+    std::chrono::steady_clock::time_point mLastActivity;
+    int64_t mLastSize = -1;
+};
+
+}  // namespace velar_play

@@ -1,0 +1,32 @@
+#include "tools/RingDrainer.h"
+
+#include <utility>
+
+namespace velar_play {
+
+RingDrainer::RingDrainer(std::shared_ptr<ContigMemBuffer> ring, OutputStream& output)
+    : mRing(std::move(ring)), mOutput(output), mChunk(kChunkBytes) {}
+
+size_t RingDrainer::drainOnce(uint32_t timeoutMs) {
+    size_t n = mRing->read(mChunk.data(), mChunk.size(), timeoutMs);
+    if (n == 0) {
+        return 0;
+    }
+    if (mHolding) {
+        mHeld.insert(mHeld.end(), mChunk.begin(), mChunk.begin() + static_cast<std::ptrdiff_t>(n));
+    } else {
+        mOutput.write(mChunk.data(), n);
+    }
+    return n;
+}
+
+void RingDrainer::commitHeld() {
+    if (!mHeld.empty()) {
+        mOutput.write(mHeld.data(), mHeld.size());
+    }
+    mHeld.clear();
+}
+
+void RingDrainer::dropHeld() { mHeld.clear(); }
+
+}  // namespace velar_play

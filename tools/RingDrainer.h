@@ -1,0 +1,54 @@
+// The reader side of the ring the library plays into: moves what the streamer thread commits to
+// the output, the way a device's decoder feed would.
+//
+// In holding mode the bytes are kept in memory instead of written, so that the caller can decide
+// afterwards whether a stretch of stream is wanted (key-frame trick play drops a stretch that
+// repeats a key frame already written). The hold grows by what the streamer produces for one
+// positioning: at most one video key frame and the audio read before it.
+//
+// Called by the main thread only; the ring itself is shared with the streamer thread and does its
+// own locking.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "platform/ContigMemBuffer.h"
+#include "tools/OutputStream.h"
+
+namespace velar_play {
+
+class RingDrainer {
+public:
+    RingDrainer(std::shared_ptr<ContigMemBuffer> ring, OutputStream& output);
+
+    // Waits up to `timeoutMs` for bytes and moves what is there (up to one read chunk) to the
+    // output or the hold. Returns the number of bytes taken from the ring.
+    size_t drainOnce(uint32_t timeoutMs);
+
+    // True when the ring holds no unread byte.
+    bool ringEmpty() const { return mRing->size() == 0; }
+
+    void setHolding(bool holding) { mHolding = holding; }
+    bool holding() const { return mHolding; }
+    // Writes the held bytes to the output, or forgets them.
+    void commitHeld();
+    void dropHeld();
+    size_t heldBytes() const { return mHeld.size(); }
+
+    // Bytes written to the output so far (held bytes not counted until committed).
+    uint64_t bytesOut() const { return mOutput.bytesWritten(); }
+
+private:
+    static const size_t kChunkBytes = 256 * 1024;
+
+    std::shared_ptr<ContigMemBuffer> mRing;
+    OutputStream& mOutput;
+    std::vector<uint8_t> mChunk;
+    std::vector<uint8_t> mHeld;
+    bool mHolding = false;
+};
+
+}  // namespace velar_play

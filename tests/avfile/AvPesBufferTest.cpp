@@ -169,6 +169,8 @@ struct CutCase {
     size_t firstPayload;
 };
 
+void PrintTo(const CutCase& c, std::ostream* os) { *os << c.name; }
+
 class AvPesBufferCutTest : public ::testing::TestWithParam<CutCase> {};
 
 TEST_P(AvPesBufferCutTest, CutsAt65526BytesOfPacketLength) {

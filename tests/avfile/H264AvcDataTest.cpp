@@ -79,6 +79,8 @@ struct Case {
     std::string message;
 };
 
+void PrintTo(const Case& c, std::ostream* os) { *os << c.name; }
+
 Avcc with(unsigned char profile, unsigned char flags, unsigned char level,
           unsigned char lengthSizeMinusOne = 3) {
     Avcc a;

@@ -45,6 +45,10 @@ struct PayloadCase {
     unsigned int packetLength;
 };
 
+void PrintTo(const PayloadCase& c, std::ostream* os) {
+    *os << "pts " << c.pts << " dts " << c.dts << " size " << c.size;
+}
+
 class PesHeaderPayloadSizeTest : public ::testing::TestWithParam<PayloadCase> {};
 
 TEST_P(PesHeaderPayloadSizeTest, SetsPacketLengthWithinTheBound) {

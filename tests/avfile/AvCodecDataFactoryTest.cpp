@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "LogCapture.h"
+#include "tests/common/LogCapture.h"
 #include "avfile/AacData.h"
 #include "avfile/H264AvcData.h"
 

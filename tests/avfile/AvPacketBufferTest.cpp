@@ -9,8 +9,8 @@
 #include <thread>
 #include <vector>
 
-#include "LogCapture.h"
-#include "WaitFor.h"
+#include "tests/common/LogCapture.h"
+#include "tests/common/WaitFor.h"
 #include "platform/ContigMemBuffer.h"
 
 namespace {

@@ -8,8 +8,8 @@
 #include <numeric>
 #include <vector>
 
-#include "RecordingPacketBuffer.h"
-#include "RecordingPesRing.h"
+#include "tests/common/RecordingPacketBuffer.h"
+#include "tests/common/RecordingPesRing.h"
 #include "avfile/AacData.h"
 #include "avfile/AacFeeder.h"
 #include "avfile/AvPacketBuffer.h"

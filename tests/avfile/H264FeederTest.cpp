@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "LogCapture.h"
-#include "RecordingPacketBuffer.h"
-#include "RecordingPesRing.h"
+#include "tests/common/LogCapture.h"
+#include "tests/common/RecordingPacketBuffer.h"
+#include "tests/common/RecordingPesRing.h"
 #include "avfile/AacData.h"
 #include "avfile/AvPacketBuffer.h"
 #include "avfile/AvPesBuffer.h"

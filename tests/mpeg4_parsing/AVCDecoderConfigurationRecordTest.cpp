@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "LogCapture.h"
+#include "tests/common/LogCapture.h"
 
 namespace {
 

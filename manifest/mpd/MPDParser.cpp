@@ -44,10 +44,17 @@ std::string qualifiedName(const xmlNode* node) {
     return rawName(node->name);
 }
 
+// The text of an attribute. Entity references that the parser left in place are kept as
+// "&name;" and never expanded here, so a document of nested entities cannot blow up in memory.
 std::string attrValue(const xmlAttr* attr) {
-    xmlChar* value = xmlNodeListGetString(attr->doc, attr->children, 1);
-    std::string out = value != nullptr ? rawName(value) : "";
-    xmlFree(value);
+    std::string out;
+    for (const xmlNode* c = attr->children; c != nullptr; c = c->next) {
+        if (c->type == XML_TEXT_NODE && c->content != nullptr) {
+            out += rawName(c->content);
+        } else if (c->type == XML_ENTITY_REF_NODE) {
+            out += std::string("&") + rawName(c->name) + ";";
+        }
+    }
     return out;
 }
 

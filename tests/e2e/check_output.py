@@ -80,14 +80,14 @@ def framemd5(path, forced_format=None):
     return [line.split(",")[-1].strip() for line in lines if line and not line.startswith("#")]
 
 
-def seek_key_index(packets, from_ms):
-    """Index (in SRC's video packets, file order) of the key frame a seek to from_ms lands on.
+def seek_key_index(packets, from_ms, kind="video"):
+    """Index (in SRC's packets of `kind`, file order) of the key frame a seek to from_ms lands on.
 
-    The file positions on the video track's first index time stamp (its first decode time) plus
+    The file positions on the timing track's (video, else audio) first index time stamp (its first decode time) plus
     from_ms, and FFmpeg's MP4 seek takes that target as a presentation time: the seek lands on the
     last key frame presented at or before it. With B-frames the first decode time lies before 0,
     so a seek to exactly a key frame's presentation time lands one key frame earlier."""
-    video = [p for p in packets if p["type"] == "video"]
+    video = [p for p in packets if p["type"] == kind]
     num, den = (int(x) for x in video[0]["time_base"].split("/"))
     first = min(p["raw_dts"] for p in video)
     target = first + (from_ms * den) // (1000 * num)
@@ -205,8 +205,15 @@ def check_timestamps(src, out, from_ms=None, keyframes=False, backwards=False):
         if not in_order(ranks, backwards):
             raise CheckFailed("key frame time stamps out of order: %s" % ranks)
         notes.append("%d key frame PES" % len(got_video))
+    elif from_ms is not None and not video:
+        # Audio alone: the audio track times the stream and the seek lands on its frame.
+        _, key = seek_key_index(packets, from_ms, "audio")
+        if got_audio != audio[key:]:
+            raise CheckFailed("audio time stamps after the seek differ from the source's from "
+                              "packet %d" % key)
+        notes.append("%d audio PES from source packet %d" % (len(got_audio), key))
     elif from_ms is not None:
-        all_video, key = seek_key_index(packets, from_ms)
+        _, key = seek_key_index(packets, from_ms)
         if got_video != video[key:]:
             raise CheckFailed("video time stamps after the seek differ from the source's from "
                               "packet %d" % key)

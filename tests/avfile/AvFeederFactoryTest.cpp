@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "LogCapture.h"
-#include "MockAvPacketBuffer.h"
+#include "tests/common/LogCapture.h"
+#include "tests/common/MockAvPacketBuffer.h"
 #include "avfile/AacData.h"
 #include "avfile/AacFeeder.h"
 #include "avfile/H264Feeder.h"

@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "LogCapture.h"
-#include "MockAvFeeder.h"
-#include "MockAvFeederFactory.h"
+#include "tests/common/LogCapture.h"
+#include "tests/common/MockAvFeeder.h"
+#include "tests/common/MockAvFeederFactory.h"
 
 using ::testing::_;
 using ::testing::NiceMock;

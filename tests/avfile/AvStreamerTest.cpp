@@ -12,13 +12,13 @@
 #include <thread>
 #include <vector>
 
-#include "LogCapture.h"
-#include "MockAvFeederFactory.h"
-#include "MockAvFile.h"
-#include "MockAvFeeder.h"
-#include "MockAvPacketBuffer.h"
-#include "MockAvRouter.h"
-#include "MockAvStreamerListener.h"
+#include "tests/common/LogCapture.h"
+#include "tests/common/MockAvFeederFactory.h"
+#include "tests/common/MockAvFile.h"
+#include "tests/common/MockAvFeeder.h"
+#include "tests/common/MockAvPacketBuffer.h"
+#include "tests/common/MockAvRouter.h"
+#include "tests/common/MockAvStreamerListener.h"
 #include "avfile/AvFileNotFoundException.h"
 #include "avfile/AvParseErrorException.h"
 #include "avfile/AvRouter.h"
@@ -419,15 +419,11 @@ TEST_F(AvStreamerTest, RouterExceptionsLeaveStepUnchanged) {
 }
 
 // Listener exceptions never propagate, and the other listeners are still called.
-class ThrowingListener : public avfile::IAvStreamerListener {
-public:
-    void onAvTracks() override { throw std::runtime_error("tracks"); }
-    void onAvStateChanged(const AvStreamerState&) override { throw 7; }
-    void onAvError(const avfile::AvBaseException&) override { throw std::runtime_error("error"); }
-};
-
 TEST_F(AvStreamerTest, ListenerExceptionsAreSwallowed) {
-    ThrowingListener thrower;
+    StrictMock<velar_test::MockAvStreamerListener> thrower;
+    EXPECT_CALL(thrower, onAvStateChanged(_)).Times(2).WillRepeatedly(Throw(7));
+    EXPECT_CALL(thrower, onAvTracks()).WillOnce(Throw(std::runtime_error("tracks")));
+    EXPECT_CALL(thrower, onAvError(_)).WillOnce(Throw(std::runtime_error("error")));
     streamer->removeListener(listener);
     streamer->addListener(thrower);
     streamer->addListener(listener);
@@ -441,6 +437,7 @@ TEST_F(AvStreamerTest, ListenerExceptionsAreSwallowed) {
     EXPECT_EQ(2u, log.count("onAvStateChanged failed"));
     EXPECT_EQ(1u, log.count("onAvTracks failed"));
     EXPECT_EQ(1u, log.count("onAvError failed"));
+    streamer->removeListener(thrower);
 }
 
 TEST_F(AvStreamerTest, RemoveListenerDropsTheFirstRegistrationOnly) {

@@ -11,11 +11,11 @@
 #include <thread>
 #include <vector>
 
-#include "LogCapture.h"
-#include "MockAvFile.h"
-#include "MockAvPacketBuffer.h"
-#include "MockAvRouter.h"
-#include "WaitFor.h"
+#include "tests/common/LogCapture.h"
+#include "tests/common/MockAvFile.h"
+#include "tests/common/MockAvPacketBuffer.h"
+#include "tests/common/MockAvRouter.h"
+#include "tests/common/WaitFor.h"
 #include "avfile/AvPacketBuffer.h"
 #include "platform/ContigMemBuffer.h"
 

@@ -36,6 +36,12 @@ namespace avfile {
 // corruption", answer 0 or false; getActiveDuration answers 0) rather than touching memory past
 // the stream table.
 //
+// Seeking: jumpToTime gives libavformat the first index entry's time stamp (a decode time) plus
+// the position. The MP4 demuxer takes a seek target as a presentation time, so in a stream with
+// B-frames a position just after a key frame (within the B-frame delay) lands on the key frame
+// before it; the landing point is always a key frame at or before the position. getIFramePosition
+// searches the index by decode time and may name the later key frame.
+//
 // Resuming a growing file: when a read stops at the current end of a growing file, libavformat
 // has already taken the sample cut there (it comes out partial and flagged corrupt, and is
 // dropped) and its byte reader stays at end of file. So after a NotEnoughData the file remembers

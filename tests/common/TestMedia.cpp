@@ -7,7 +7,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <cstring>
 #include <mutex>
 #include <stdexcept>
@@ -91,6 +94,33 @@ std::string testMedia(const std::string& name) {
         throw std::runtime_error("test media: no clip " + path);
     }
     return path;
+}
+
+std::string commandOutput(const std::string& command) {
+    FILE* pipe = ::popen(command.c_str(), "r");
+    if (pipe == nullptr) {
+        throw std::runtime_error("cannot run '" + command + "': " + std::strerror(errno));
+    }
+    std::string output;
+    char buffer[4096];
+    size_t count;
+    while ((count = std::fread(buffer, 1, sizeof(buffer), pipe)) > 0) {
+        output.append(buffer, count);
+    }
+    const int status = ::pclose(pipe);
+    if (status == -1 || !WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+        throw std::runtime_error("'" + command + "' failed with status " + std::to_string(status));
+    }
+    return output;
+}
+
+std::vector<unsigned char> readFileBytes(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        throw std::runtime_error("cannot read " + path);
+    }
+    return std::vector<unsigned char>(std::istreambuf_iterator<char>(in),
+                                      std::istreambuf_iterator<char>());
 }
 
 }  // namespace velar_test

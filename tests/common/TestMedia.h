@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace velar_test {
 
@@ -15,5 +16,12 @@ std::string testMedia(const std::string& name);
 
 // The directory holding the generated clips (made on first use as above).
 std::string testMediaDir();
+
+// Runs `command` with /bin/sh and returns what it wrote to standard output. Throws
+// std::runtime_error when it cannot be started or exits with a status other than 0.
+std::string commandOutput(const std::string& command);
+
+// Reads a whole file; throws std::runtime_error when it cannot be read.
+std::vector<unsigned char> readFileBytes(const std::string& path);
 
 }  // namespace velar_test

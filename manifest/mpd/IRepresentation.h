@@ -13,17 +13,19 @@
 namespace dash {
 namespace mpd {
 
-// A Representation element (ISO/IEC 23009-1 5.3.5). Owned by the MPD object.
+// A Representation element (ISO/IEC 23009-1 5.3.5). Owned by the MPD object. The common
+// attributes (width, height, frameRate, audioSamplingRate, mimeType, codecs, sar) read the
+// Representation's own value, else the AdaptationSet's (5.3.7).
 class IRepresentation {
 public:
     virtual ~IRepresentation() {}
     virtual const std::string& GetId() const = 0;  // empty when absent
     virtual uint32_t GetBandwidth() const = 0;     // bits per second; 0 when absent
-    virtual uint32_t GetWidth() const = 0;         // 0 when absent
-    virtual uint32_t GetHeight() const = 0;        // 0 when absent
+    virtual uint32_t GetWidth() const = 0;         // 0 when absent at both levels
+    virtual uint32_t GetHeight() const = 0;        // 0 when absent at both levels
     virtual const std::string& GetFrameRate() const = 0;          // "25", "30000/1001"
     virtual const std::string& GetAudioSamplingRate() const = 0;  // "48000"
-    virtual const std::string& GetMimeType() const = 0;  // this element's own @mimeType only
+    virtual const std::string& GetMimeType() const = 0;
     virtual const std::string& GetCodecs() const = 0;
     virtual const std::string& GetSar() const = 0;
     virtual const std::vector<std::string>& GetDependencyId() const = 0;

@@ -1,5 +1,7 @@
 #include "tools/RingDrainer.h"
 
+#include <chrono>
+#include <thread>
 #include <utility>
 
 namespace velar_play {
@@ -11,6 +13,10 @@ size_t RingDrainer::drainOnce(uint32_t timeoutMs) {
     size_t n = mRing->read(mChunk.data(), mChunk.size(), timeoutMs);
     if (n == 0) {
         return 0;
+    }
+    if (n < kBatchBytes) {
+        // A small read: let the writer commit a batch before the next one.
+        std::this_thread::sleep_for(std::chrono::milliseconds(kBatchPauseMs));
     }
     if (mHolding) {
         mHeld.insert(mHeld.end(), mChunk.begin(), mChunk.begin() + static_cast<std::ptrdiff_t>(n));

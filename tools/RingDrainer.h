@@ -6,6 +6,13 @@
 // repeats a key frame already written). The hold grows by what the streamer produces for one
 // positioning: at most one video key frame and the audio read before it.
 //
+// Reads are batched: the ring wakes its reader at every committed PES packet, and waking for each
+// one (a few hundred bytes of audio) costs more CPU than the conversion itself. After a read that
+// brought less than kBatchBytes the drainer pauses kBatchPauseMs before reading again. The writer
+// is never held up by this as long as the ring takes what the streamer produces in one pause
+// (5 ms of a 3 Mbit/s stream converted at full speed is about 100 KiB; the smallest ring allowed
+// is 64 KiB and the default 2 MiB), and when it is full the writer simply waits for the next read.
+//
 // Called by the main thread only; the ring itself is shared with the streamer thread and does its
 // own locking.
 #pragma once
@@ -40,6 +47,10 @@ public:
 
     // Bytes written to the output so far (held bytes not counted until committed).
     uint64_t bytesOut() const { return mOutput.bytesWritten(); }
+
+    // Batching: a read that brought less than kBatchBytes is followed by a pause of kBatchPauseMs.
+    static const size_t kBatchBytes = 64 * 1024;
+    static const uint32_t kBatchPauseMs = 5;
 
 private:
     static const size_t kChunkBytes = 256 * 1024;

@@ -1,0 +1,88 @@
+#!/usr/bin/env python3
+"""Runs commands several times, interleaved, and reports each one's CPU time (user + system, of the
+process and its children, from wait4's resource usage) and peak resident memory (ru_maxrss), as
+medians over the runs, plus the ratios the local-MP4 benchmark is judged by. Standard library only.
+
+  measure.py RUNS SPEC.json
+
+SPEC.json: {"commands": {"name": {"argv": [...], "cleanup": [paths]}, ...},
+            "ratios": [{"label": ..., "what": "cpu"|"rss_extra_mib", "of": name, "to": name,
+                        "target": number}, ...]}
+"cpu" compares median CPU seconds (of / to, target is the largest ratio allowed);
+"rss_extra_mib" is median peak RSS of `of` minus that of `to`, in MiB (target: the most allowed).
+A run that exits with a status other than 0 stops the benchmark (exit 1).
+"""
+
+import json
+import os
+import statistics
+import subprocess
+import sys
+import time
+
+
+def run_once(argv):
+    """(cpu seconds, peak RSS in KiB, wall seconds) of one run of argv."""
+    start = time.monotonic()
+    proc = subprocess.Popen(argv, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+    # wait4 gives the resource usage of exactly this child.
+    _, status, usage = os.wait4(proc.pid, 0)
+    wall = time.monotonic() - start
+    err = proc.stderr.read().decode(errors="replace")
+    proc.stderr.close()
+    proc.returncode = os.waitstatus_to_exitcode(status)
+    if proc.returncode != 0:
+        raise RuntimeError("%s exited with %d: %s" % (" ".join(argv), proc.returncode, err[-400:]))
+    return usage.ru_utime + usage.ru_stime, usage.ru_maxrss, wall
+
+
+def main(argv):
+    if len(argv) != 3:
+        sys.stderr.write(__doc__)
+        return 2
+    runs = int(argv[1])
+    with open(argv[2]) as f:
+        spec = json.load(f)
+    commands = spec["commands"]
+    samples = {name: [] for name in commands}
+    for i in range(runs):
+        # Interleaved, so that the shared machine's slow moments spread over all commands.
+        for name, command in commands.items():
+            try:
+                samples[name].append(run_once(command["argv"]))
+            except RuntimeError as e:
+                print("benchmark run failed: %s" % e)
+                return 1
+            for path in command.get("cleanup", []):
+                if os.path.exists(path):
+                    os.remove(path)
+    medians = {}
+    print("%-28s %12s %12s %12s   (medians of %d runs; CPU = user + system)" %
+          ("", "CPU s", "peak RSS MiB", "wall s", runs))
+    for name, values in samples.items():
+        cpu = statistics.median(v[0] for v in values)
+        rss = statistics.median(v[1] for v in values) / 1024.0
+        wall = statistics.median(v[2] for v in values)
+        medians[name] = (cpu, rss)
+        spread = "CPU %.2f-%.2f" % (min(v[0] for v in values), max(v[0] for v in values))
+        print("%-28s %12.3f %12.1f %12.3f   %s" % (name, cpu, rss, wall, spread))
+    print()
+    missed = 0
+    for ratio in spec.get("ratios", []):
+        of, to, target = medians[ratio["of"]], medians[ratio["to"]], ratio["target"]
+        if ratio["what"] == "cpu":
+            value = of[0] / to[0] if to[0] > 0 else float("inf")
+            text = "%.2fx (target <= %.1fx)" % (value, target)
+        else:
+            value = of[1] - to[1]
+            text = "%+.1f MiB (target <= +%.0f MiB)" % (value, target)
+        verdict = "met" if value <= target else "MISSED"
+        missed += verdict != "met"
+        print("%-52s %s  %s" % (ratio["label"], text, verdict))
+    print()
+    print("targets: %s" % ("all met" if missed == 0 else "%d missed" % missed))
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv))

@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <cstdio>
 #include <exception>
 
 #include "avfile/AvTrack.h"
@@ -109,8 +110,11 @@ void Player::start() {
     // Trick play backwards without --seek starts from the end.
     bool seek = mOptions.hasSeek || (mStepper && backwards);
     uint64_t target = mOptions.hasSeek ? mOptions.seekMs : mDurationMs;
-    if (seek && !mStreamer->setPosition(target, mFilter)) {
-        failWithStreamerError();
+    if (seek) {
+        if (!mStreamer->setPosition(target, mFilter)) {
+            failWithStreamerError();
+        }
+        mDrainer->skipToPackHeader();
     }
 }
 
@@ -147,6 +151,10 @@ void Player::loop() {
     }
     report(mStreamer->getState(), true);
     mProgress->finish();
+    if (mOptions.verbose && mDrainer->skippedBytes() > 0) {
+        std::fprintf(stderr, "velar-play: skipped %llu bytes of an old position before a pack "
+                     "header\n", static_cast<unsigned long long>(mDrainer->skippedBytes()));
+    }
 }
 
 bool Player::trickStep() {
@@ -165,6 +173,7 @@ bool Player::trickStep() {
     if (!mStreamer->setPosition(target, mFilter)) {
         failWithStreamerError();
     }
+    mDrainer->skipToPackHeader();
     return true;
 }
 

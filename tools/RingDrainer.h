@@ -13,6 +13,13 @@
 // (5 ms of a 3 Mbit/s stream converted at full speed is about 100 KiB; the smallest ring allowed
 // is 64 KiB and the default 2 MiB), and when it is full the writer simply waits for the next read.
 //
+// After a positioning the caller may ask the drainer to skip to the next pack header
+// (skipToPackHeader): the library empties the ring when it is positioned, but its streamer thread
+// may be committing one last packet of the old position at that moment (it feeds outside the
+// streamer's lock), and that packet can land in the ring before the pack header that starts the
+// new stretch. Whole PES packets (ISO/IEC 13818-1, 2.4.3.6: start code, stream id, 16-bit length)
+// in front of the pack header are dropped, so the output after a positioning starts with it.
+//
 // Called by the main thread only; the ring itself is shared with the streamer thread and does its
 // own locking.
 #pragma once
@@ -35,6 +42,10 @@ public:
     // output or the hold. Returns the number of bytes taken from the ring.
     size_t drainOnce(uint32_t timeoutMs);
 
+    // Drops what comes before the next pack header (00 00 01 BA), packet by packet.
+    void skipToPackHeader();
+    uint64_t skippedBytes() const { return mSkipped; }
+
     // True when the ring holds no unread byte.
     bool ringEmpty() const { return mRing->size() == 0; }
 
@@ -55,11 +66,17 @@ public:
 private:
     static const size_t kChunkBytes = 256 * 1024;
 
+    void deliver(const uint8_t* data, size_t size);
+    void resync();
+
     std::shared_ptr<ContigMemBuffer> mRing;
     OutputStream& mOutput;
     std::vector<uint8_t> mChunk;
     std::vector<uint8_t> mHeld;
     bool mHolding = false;
+    bool mSkipping = false;
+    std::vector<uint8_t> mPending;  // bytes examined while skipping to a pack header
+    uint64_t mSkipped = 0;
 };
 
 }  // namespace velar_play

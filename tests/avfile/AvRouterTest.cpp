@@ -24,7 +24,7 @@ namespace {
 const uint32_t kNone = 0xFFFFFFFFu;
 
 // A router over a factory that makes a timing feeder for "avc1", a non-timing one for "aac" and
-// nothing for any other codec. Every feeder made is kept, in order, for inspection.
+// nothing for any other codec. Every feeder made is kept, in order, for the checks.
 class RouterFixture {
 public:
     RouterFixture() : factory(std::make_shared<NiceMock<velar_test::MockAvFeederFactory>>()) {

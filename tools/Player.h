@@ -14,8 +14,11 @@
 // - --keyframes on a presentation with a video track is key-frame trick play: after each key frame
 //   (state KeyframeSent) the ring is drained and the streamer positioned again where
 //   KeyFrameStepper says; stretches that repeat a key frame are dropped, so the output carries
-//   each chosen key frame once, in order, each behind its own pack header. Without a video track
-//   the filter alone applies and the stream plays to its end.
+//   each chosen key frame once, in order, each behind its own pack header. A negative --rate
+//   walks backwards from --seek (or from the end); the rate's size does not change which key
+//   frames are written, since velar-play writes as fast as the stream converts and paces nothing.
+//   Without a video track the filter alone applies and the stream plays to its end.
+// - --rate is handed to setPlaybackRate before the first positioning; a local MP4 ignores it.
 // - The end is EndOfFile with the ring empty (nothing is written after EndOfFile).
 // - A local file that stays in Buffering (the library's NotEnoughData) without growing for
 //   kStallMs is taken as truncated: exit 1. A file that is still being written keeps growing, and

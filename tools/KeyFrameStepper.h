@@ -19,7 +19,7 @@ namespace velar_play {
 
 class KeyFrameStepper {
 public:
-    static const uint64_t kMinStepMs = 40;
+    static constexpr uint64_t kMinStepMs = 40;
 
     KeyFrameStepper(bool backwards, uint64_t durationMs);
 

@@ -61,10 +61,10 @@ public:
         explicit PlayError(const std::string& message) : std::runtime_error(message) {}
     };
 
-    static const uint32_t kStallMs = 5000;      // no growth while Buffering: the file is truncated
-    static const uint32_t kQuietMs = 200;       // after stop(): the ring is done when quiet this long
-    static const uint32_t kReadWaitMs = 50;     // longest wait for ring data per loop turn
-    static const uint32_t kReportEveryMs = 250; // statistics and progress line period
+    static constexpr uint32_t kStallMs = 5000;      // no growth while Buffering: the file is truncated
+    static constexpr uint32_t kQuietMs = 200;       // after stop(): the ring is done when quiet this long
+    static constexpr uint32_t kReadWaitMs = 50;     // longest wait for ring data per loop turn
+    static constexpr uint32_t kReportEveryMs = 250; // statistics and progress line period
 
     Player(const PlayerOptions& options, velar::IMp4Service& service, OutputStream& output);
     ~Player();

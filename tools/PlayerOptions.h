@@ -28,9 +28,9 @@ public:
         explicit UsageError(const std::string& message) : std::runtime_error(message) {}
     };
 
-    static const size_t kDefaultRingBytes = 2 * 1024 * 1024;
-    static const size_t kMinRingBytes = 65536;
-    static const size_t kMaxRingBytes = 1024u * 1024u * 1024u;
+    static constexpr size_t kDefaultRingBytes = 2 * 1024 * 1024;
+    static constexpr size_t kMinRingBytes = 65536;
+    static constexpr size_t kMaxRingBytes = 1024u * 1024u * 1024u;
 
     std::string input;
     std::string output = "-";  // "-" is standard output

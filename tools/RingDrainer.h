@@ -60,11 +60,11 @@ public:
     uint64_t bytesOut() const { return mOutput.bytesWritten(); }
 
     // Batching: a read that brought less than kBatchBytes is followed by a pause of kBatchPauseMs.
-    static const size_t kBatchBytes = 64 * 1024;
-    static const uint32_t kBatchPauseMs = 5;
+    static constexpr size_t kBatchBytes = 64 * 1024;
+    static constexpr uint32_t kBatchPauseMs = 5;
 
 private:
-    static const size_t kChunkBytes = 256 * 1024;
+    static constexpr size_t kChunkBytes = 256 * 1024;
 
     void deliver(const uint8_t* data, size_t size);
     void resync();

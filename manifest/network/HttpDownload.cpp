@@ -28,7 +28,6 @@ struct HttpDownload::Impl {
 
     HttpTransfer transfer;
     const uint64_t maxBodyBytes;
-    std::thread thread;  // touched only by the owner's thread (StartDownload, destructor)
 
     mutable std::mutex mutex;  // guards the fields below
     mutable std::condition_variable doneChanged;
@@ -36,6 +35,11 @@ struct HttpDownload::Impl {
     bool started = false;
     bool abortRequested = false;
     bool done = false;  // final state stored and told
+    // The transfer thread is detached at once; it records its id first thing and sets `exited`
+    // when it touches nothing but its own reference any more. The destructor waits for that
+    // instead of joining, which also works when the destructor runs on that very thread.
+    std::thread::id runner;
+    bool exited = false;
     std::vector<uint8_t> bytes;
     long httpStatus = 0;
     std::string error;
@@ -125,20 +129,19 @@ HttpDownload::HttpDownload(std::string url, std::string range, DownloadOptions o
 
 HttpDownload::~HttpDownload() {
     AbortDownload();
-    if (!mImpl->thread.joinable()) {
+    std::unique_lock<std::mutex> lock(mImpl->mutex);
+    if (!mImpl->started) {
         return;
     }
-    if (mImpl->thread.get_id() == std::this_thread::get_id()) {
+    if (mImpl->runner == std::this_thread::get_id()) {
         // Destroyed from one of its own callbacks: nobody may be called any more, and the thread
-        // cannot join itself. It owns a reference to mImpl and ends on its own.
-        {
-            std::lock_guard<std::recursive_mutex> lock(mImpl->observerMutex);
-            mImpl->observers.clear();
-        }
-        mImpl->thread.detach();
+        // cannot wait for itself. It owns a reference to mImpl and ends on its own.
+        lock.unlock();
+        std::lock_guard<std::recursive_mutex> observerLock(mImpl->observerMutex);
+        mImpl->observers.clear();
         return;
     }
-    mImpl->thread.join();
+    mImpl->doneChanged.wait(lock, [this] { return mImpl->exited; });
 }
 
 bool HttpDownload::StartDownload() {
@@ -154,10 +157,23 @@ bool HttpDownload::StartDownload() {
     }
     try {
         std::shared_ptr<Impl> impl = mImpl;
-        mImpl->thread = std::thread([impl] { impl->run(); });
+        std::thread([impl] {
+            {
+                std::lock_guard<std::mutex> lock(impl->mutex);
+                impl->runner = std::this_thread::get_id();
+            }
+            impl->run();
+            {
+                std::lock_guard<std::mutex> lock(impl->mutex);
+                impl->exited = true;
+            }
+            impl->doneChanged.notify_all();
+        }).detach();
     } catch (const std::system_error& e) {
         ZUN_LOG(0, "Cannot start the download thread of %s: %s", mUrl.c_str(), e.what());
         mImpl->finish(ERROR, 0, std::string("cannot start a thread: ") + e.what());
+        std::lock_guard<std::mutex> lock(mImpl->mutex);
+        mImpl->exited = true;
         return false;
     }
     return true;

@@ -19,6 +19,10 @@ namespace network {
 // ABORTED. The destructor aborts a running transfer and joins its thread, so the object may be
 // destroyed at any time from any thread other than the transfer's own.
 //
+// Threads: the public calls may come from any thread; the thread running a transfer is detached
+// when started and the destructor waits until it has finished with everything but its own
+// reference to the shared state (the equivalent of a join, also possible from that very thread).
+//
 // Transfer rules (time-outs, retries with back-off, redirects, TLS, connection reuse, local files)
 // are HttpTransfer's; the defaults are listed in DownloadOptions.h. Further decisions:
 // - Observer calls come from the transfer thread, in this order: OnDownloadStateChanged(IN_PROGRESS)
@@ -33,8 +37,8 @@ namespace network {
 // - AbortDownload() before StartDownload(): StartDownload() still starts the thread, which reports
 //   IN_PROGRESS and ABORTED without touching the network. After a final state it does nothing.
 // - Destroying the object from one of its own observer callbacks (which the observer contract
-//   forbids) does not deadlock: the thread is detached, keeps its state alive until it ends, and
-//   calls no observer any more.
+//   forbids) does not deadlock: the destructor does not wait, the thread keeps its state alive
+//   until it ends, and calls no observer any more.
 // - A thread that cannot be started makes StartDownload() return false with state ERROR; the
 //   observers are then told ERROR on the calling thread.
 class HttpDownload {

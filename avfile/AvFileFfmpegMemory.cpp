@@ -59,7 +59,8 @@ uint64_t AvFileFfmpegMemory::getActiveDuration(uint32_t track) const {
 }
 
 int AvFileFfmpegMemory::memread(void* opaque, uint8_t* buffer, int32_t size) {
-    return static_cast<AvFileFfmpegMemory*>(opaque)->read(buffer, size);
+    const int count = static_cast<AvFileFfmpegMemory*>(opaque)->read(buffer, size);
+    return count == 0 && size > 0 ? AVERROR_EOF : count;
 }
 
 int64_t AvFileFfmpegMemory::memseek(void* opaque, int64_t offset, int32_t whence) {

@@ -22,6 +22,11 @@ namespace avfile {
 // and is not range-checked; a read from a position at or past the end copies nothing and returns
 // 0. There is no seek from the end (whence 2 is logged as unknown and leaves the position).
 //
+// libavformat 59 no longer takes 0 from a read callback as the end of the input: it asks again,
+// and probing a block it cannot recognise never ends. So the callback given to it, memread,
+// reports the end (a read of 0 bytes for a non-empty request) as AVERROR_EOF; read itself still
+// answers 0.
+//
 // Threads: as AvFileFfmpeg. Not copyable or movable: libavformat holds a pointer to this object.
 class AvFileFfmpegMemory : public AvFileFfmpeg {
 public:
@@ -34,15 +39,20 @@ public:
     bool isActive() const override;
     uint64_t getActiveDuration(uint32_t track) const override;
 
-    // libavformat read callback: copies up to `size` bytes into `buffer`; returns the count.
+    // libavformat read callback: read() on the object; AVERROR_EOF at the end (see above).
     static int memread(void* opaque, uint8_t* buffer, int32_t size);
-    // libavformat seek callback: whence 0 (from the start), 1 (from the current position) or
-    // AVSEEK_SIZE (answers the block size); returns the new position.
+    // libavformat seek callback: seek() on the object.
     static int64_t memseek(void* opaque, int64_t offset, int32_t whence);
 
-private:
+    // Copies up to `size` bytes from the read position into `buffer` and advances the position;
+    // returns the count, 0 at (or past) the end of the block.
     int read(uint8_t* buffer, int32_t size);
+    // whence 0: position = offset; 1: position += offset (both answer the new position);
+    // AVSEEK_SIZE: answers the block size; anything else: logs "Unknown Seek whence %i" and
+    // answers the unchanged position. Only the low 32 bits of the offset are used.
     int64_t seek(int64_t offset, int32_t whence);
+
+private:
 
     std::vector<unsigned char> mData;
     uint32_t mPosition = 0;  // read offset into mData, bytes

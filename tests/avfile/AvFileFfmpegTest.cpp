@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <fstream>
 #include <map>
+#include <ostream>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -240,6 +241,8 @@ std::string clipPath(const std::string& name) {
     return testMedia(name);
 }
 
+void PrintTo(const Clip& clip, std::ostream* os) { *os << clip.name; }
+
 class ClipTest : public ::testing::TestWithParam<Clip> {};
 
 TEST_P(ClipTest, OpensWithTracksDurationsAndCodecPrivateBytes) {
@@ -360,6 +363,10 @@ struct SeekCase {
     uint64_t keyMs;      // getIFramePosition: key frame at or before, from the first index entry
     uint64_t landingMs;  // where jumpToTime lands, same reference
 };
+
+void PrintTo(const SeekCase& c, std::ostream* os) {
+    *os << c.positionMs << " ms -> key " << c.keyMs << " ms, lands " << c.landingMs << " ms";
+}
 
 class SeekTest : public ::testing::TestWithParam<SeekCase> {};
 

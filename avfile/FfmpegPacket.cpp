@@ -7,6 +7,10 @@ extern "C" {
 #include <libavcodec/packet.h>
 }
 
+#include "platform/zun_log.h"
+
+ZUN_LOG_SOURCE("avfile/FfmpegPacket")
+
 namespace avfile {
 
 FfmpegPacket::FfmpegPacket() : mPacket(av_packet_alloc()) {

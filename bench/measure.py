@@ -3,9 +3,9 @@
 process and its children, from wait4's resource usage) and peak resident memory (ru_maxrss), as
 medians over the runs, plus the ratios the local-MP4 benchmark is judged by. Standard library only.
 
-  measure.py RUNS SPEC.json
+  measure.py RUNS PLAN.json
 
-SPEC.json: {"commands": {"name": {"argv": [...], "cleanup": [paths]}, ...},
+PLAN.json: {"commands": {"name": {"argv": [...], "cleanup": [paths]}, ...},
             "ratios": [{"label": ..., "what": "cpu"|"rss_extra_mib", "of": name, "to": name,
                         "target": number}, ...]}
 "cpu" compares median CPU seconds (of / to, target is the largest ratio allowed);
@@ -42,8 +42,8 @@ def main(argv):
         return 2
     runs = int(argv[1])
     with open(argv[2]) as f:
-        spec = json.load(f)
-    commands = spec["commands"]
+        plan = json.load(f)
+    commands = plan["commands"]
     samples = {name: [] for name in commands}
     for i in range(runs):
         # Interleaved, so that the shared machine's slow moments spread over all commands.
@@ -68,7 +68,7 @@ def main(argv):
         print("%-28s %12.3f %12.1f %12.3f   %s" % (name, cpu, rss, wall, spread))
     print()
     missed = 0
-    for ratio in spec.get("ratios", []):
+    for ratio in plan.get("ratios", []):
         of, to, target = medians[ratio["of"]], medians[ratio["to"]], ratio["target"]
         if ratio["what"] == "cpu":
             value = of[0] / to[0] if to[0] > 0 else float("inf")

@@ -105,37 +105,31 @@ void logIgnored(const xmlNode* node, const char* name, const std::string& value,
             static_cast<long>(xmlGetLineNo(node)), why);
 }
 
-std::optional<uint32_t> readU32(const xmlNode* node, const char* name) {
+// An unprefixed attribute read with `parse`; absent, or ignored with a log line (`what` says what
+// it should have been) when `parse` refuses it.
+template <class T>
+std::optional<T> read(const xmlNode* node, const char* name, bool (*parse)(const std::string&, T&),
+                      const char* what) {
     const std::optional<std::string> value = attr(node, name);
-    uint32_t out = 0;
+    T out{};
     if (!value) return std::nullopt;
-    if (!NumberParser::ParseUInt32(*value, out)) {
-        logIgnored(node, name, *value, "not an unsigned integer");
+    if (!parse(*value, out)) {
+        logIgnored(node, name, *value, what);
         return std::nullopt;
     }
     return out;
+}
+
+std::optional<uint32_t> readU32(const xmlNode* node, const char* name) {
+    return read(node, name, &NumberParser::ParseUInt32, "not an unsigned integer");
 }
 
 std::optional<uint64_t> readU64(const xmlNode* node, const char* name) {
-    const std::optional<std::string> value = attr(node, name);
-    uint64_t out = 0;
-    if (!value) return std::nullopt;
-    if (!NumberParser::ParseUInt64(*value, out)) {
-        logIgnored(node, name, *value, "not an unsigned integer");
-        return std::nullopt;
-    }
-    return out;
+    return read(node, name, &NumberParser::ParseUInt64, "not an unsigned integer");
 }
 
 std::optional<bool> readBool(const xmlNode* node, const char* name) {
-    const std::optional<std::string> value = attr(node, name);
-    bool out = false;
-    if (!value) return std::nullopt;
-    if (!NumberParser::ParseBool(*value, out)) {
-        logIgnored(node, name, *value, "not a boolean");
-        return std::nullopt;
-    }
-    return out;
+    return read(node, name, &NumberParser::ParseBool, "not a boolean");
 }
 
 // --- element builders ------------------------------------------------------------------------
@@ -206,9 +200,9 @@ void parseSegmentBaseInfo(const xmlNode* node, const std::string* documentUrl, I
     out.mAvailabilityTimeOffset = optionalText(node, "availabilityTimeOffset");
     for (const xmlNode* c = node->children; c != nullptr; c = c->next) {
         if (is(c, "Initialization") || is(c, "Initialisation")) {
-            out.SetInitialization(parseURLType(c, documentUrl, TransactionType::InitializationSegment));
+            out.mInitialization.Set(parseURLType(c, documentUrl, TransactionType::InitializationSegment));
         } else if (is(c, "RepresentationIndex")) {
-            out.SetRepresentationIndex(parseURLType(c, documentUrl, TransactionType::IndexSegment));
+            out.mRepresentationIndex.Set(parseURLType(c, documentUrl, TransactionType::IndexSegment));
         }
     }
 }
@@ -220,9 +214,9 @@ void parseMultipleSegmentBaseInfo(const xmlNode* node, const std::string* docume
     out.mStartNumber = readU32(node, "startNumber");
     for (const xmlNode* c = node->children; c != nullptr; c = c->next) {
         if (is(c, "SegmentTimeline")) {
-            out.SetSegmentTimeline(parseTimeline(c));
+            out.mTimeline.Set(parseTimeline(c));
         } else if (is(c, "BitstreamSwitching")) {
-            out.SetBitstreamSwitching(parseURLType(c, documentUrl, TransactionType::BitstreamSwitchingSegment));
+            out.mBitstreamSwitching.Set(parseURLType(c, documentUrl, TransactionType::BitstreamSwitchingSegment));
         }
     }
 }
@@ -261,6 +255,12 @@ std::unique_ptr<SegmentTemplate> parseSegmentTemplate(const xmlNode* node, const
     return out;
 }
 
+template <class Owner>
+void addBaseUrl(Owner& owner, std::unique_ptr<BaseUrl> url) {
+    owner.mBaseUrlView.push_back(url.get());
+    owner.mBaseUrls.push_back(std::move(url));
+}
+
 // The segment information in force at one level, for the level below to inherit from.
 struct SegmentInfoScope {
     const SegmentBase* base = nullptr;
@@ -268,31 +268,27 @@ struct SegmentInfoScope {
     const SegmentTemplate* tmpl = nullptr;
 };
 
-// Parses the SegmentBase/List/Template children of `node` into the three owners, inheriting from
-// `outer`, and returns the scope in force for the level below.
+// Parses the BaseURL and SegmentBase/List/Template children of `node` into `level`, inheriting
+// from `outer`, and returns the scope in force for the level below.
+template <class Interface>
 SegmentInfoScope parseSegmentInfo(const xmlNode* node, const std::string* documentUrl,
-                                  const SegmentInfoScope& outer, std::unique_ptr<SegmentBase>& base,
-                                  std::unique_ptr<SegmentList>& list, std::unique_ptr<SegmentTemplate>& tmpl) {
+                                  const SegmentInfoScope& outer, SegmentInfoHolder<Interface>& level) {
     for (const xmlNode* c = node->children; c != nullptr; c = c->next) {
-        if (is(c, "SegmentBase") && !base) {
-            base = parseSegmentBase(c, documentUrl, outer.base);
-        } else if (is(c, "SegmentList") && !list) {
-            list = parseSegmentList(c, documentUrl, outer.list);
-        } else if (is(c, "SegmentTemplate") && !tmpl) {
-            tmpl = parseSegmentTemplate(c, documentUrl, outer.tmpl);
+        if (is(c, "BaseURL")) {
+            addBaseUrl(level, parseBaseUrl(c, documentUrl));
+        } else if (is(c, "SegmentBase") && !level.mSegmentBase) {
+            level.mSegmentBase = parseSegmentBase(c, documentUrl, outer.base);
+        } else if (is(c, "SegmentList") && !level.mSegmentList) {
+            level.mSegmentList = parseSegmentList(c, documentUrl, outer.list);
+        } else if (is(c, "SegmentTemplate") && !level.mSegmentTemplate) {
+            level.mSegmentTemplate = parseSegmentTemplate(c, documentUrl, outer.tmpl);
         }
     }
     SegmentInfoScope scope = outer;
-    if (base) scope.base = base.get();
-    if (list) scope.list = list.get();
-    if (tmpl) scope.tmpl = tmpl.get();
+    if (level.mSegmentBase) scope.base = level.mSegmentBase.get();
+    if (level.mSegmentList) scope.list = level.mSegmentList.get();
+    if (level.mSegmentTemplate) scope.tmpl = level.mSegmentTemplate.get();
     return scope;
-}
-
-template <class Owner>
-void addBaseUrl(Owner& owner, std::unique_ptr<BaseUrl> url) {
-    owner.mBaseUrlView.push_back(url.get());
-    owner.mBaseUrls.push_back(std::move(url));
 }
 
 // Adds the descriptor `node` to `owner` and to the list `list`.
@@ -311,6 +307,33 @@ std::vector<std::string> splitWords(const std::string& s) {
     return out;
 }
 
+// The RepresentationBase attributes and descriptors of `node` (ISO/IEC 23009-1 5.3.7). An
+// attribute left out takes the value of `parent` (the enclosing AdaptationSet), when given.
+template <class Interface>
+void parseRepresentationBase(const xmlNode* node, const IRepresentationBase* parent,
+                             RepresentationBaseImpl<Interface>& out) {
+    static const std::string kNone;
+    out.mWidth = readU32(node, "width").value_or(parent ? parent->GetWidth() : 0);
+    out.mHeight = readU32(node, "height").value_or(parent ? parent->GetHeight() : 0);
+    out.mSar = optionalText(node, "sar").value_or(parent ? parent->GetSar() : kNone);
+    out.mFrameRate = optionalText(node, "frameRate").value_or(parent ? parent->GetFrameRate() : kNone);
+    out.mAudioSamplingRate =
+        optionalText(node, "audioSamplingRate").value_or(parent ? parent->GetAudioSamplingRate() : kNone);
+    out.mMimeType = optionalText(node, "mimeType").value_or(parent ? parent->GetMimeType() : kNone);
+    out.mCodecs = optionalText(node, "codecs").value_or(parent ? parent->GetCodecs() : kNone);
+    for (const xmlNode* c = node->children; c != nullptr; c = c->next) {
+        if (is(c, "ContentProtection")) {
+            addDescriptor(out, out.mContentProtection, c);
+        } else if (is(c, "EssentialProperty")) {
+            addDescriptor(out, out.mEssentialProperty, c);
+        } else if (is(c, "SupplementalProperty")) {
+            addDescriptor(out, out.mSupplementalProperty, c);
+        } else if (is(c, "AudioChannelConfiguration")) {
+            addDescriptor(out, out.mAudioChannelConfiguration, c);
+        }
+    }
+}
+
 std::unique_ptr<Representation> parseRepresentation(const xmlNode* node, const std::string* documentUrl,
                                                     const AdaptationSet& set, const SegmentInfoScope& outer) {
     std::unique_ptr<Representation> rep(new Representation());
@@ -319,28 +342,9 @@ std::unique_ptr<Representation> parseRepresentation(const xmlNode* node, const s
         ZUN_LOG(0, "Representation without id (line %ld)", static_cast<long>(xmlGetLineNo(node)));
     }
     rep->mBandwidth = readU32(node, "bandwidth").value_or(0);
-    rep->mWidth = readU32(node, "width").value_or(set.mWidth);
-    rep->mHeight = readU32(node, "height").value_or(set.mHeight);
-    rep->mFrameRate = optionalText(node, "frameRate").value_or(set.mFrameRate);
-    rep->mAudioSamplingRate = optionalText(node, "audioSamplingRate").value_or(set.mAudioSamplingRate);
-    rep->mMimeType = optionalText(node, "mimeType").value_or(set.mMimeType);
-    rep->mCodecs = optionalText(node, "codecs").value_or(set.mCodecs);
-    rep->mSar = optionalText(node, "sar").value_or(set.mSar);
     rep->mDependencyId = splitWords(text(node, "dependencyId"));
-    for (const xmlNode* c = node->children; c != nullptr; c = c->next) {
-        if (is(c, "BaseURL")) {
-            addBaseUrl(*rep, parseBaseUrl(c, documentUrl));
-        } else if (is(c, "ContentProtection")) {
-            addDescriptor(*rep, rep->mContentProtection, c);
-        } else if (is(c, "EssentialProperty")) {
-            addDescriptor(*rep, rep->mEssentialProperty, c);
-        } else if (is(c, "SupplementalProperty")) {
-            addDescriptor(*rep, rep->mSupplementalProperty, c);
-        } else if (is(c, "AudioChannelConfiguration")) {
-            addDescriptor(*rep, rep->mAudioChannelConfiguration, c);
-        }
-    }
-    parseSegmentInfo(node, documentUrl, outer, rep->mSegmentBase, rep->mSegmentList, rep->mSegmentTemplate);
+    parseRepresentationBase(node, &set, *rep);
+    parseSegmentInfo(node, documentUrl, outer, *rep);
     return rep;
 }
 
@@ -348,35 +352,18 @@ std::unique_ptr<AdaptationSet> parseAdaptationSet(const xmlNode* node, const std
                                                   const SegmentInfoScope& outer) {
     std::unique_ptr<AdaptationSet> set(new AdaptationSet());
     set->mId = text(node, "id");
-    set->mMimeType = text(node, "mimeType");
     set->mContentType = text(node, "contentType");
     set->mLang = text(node, "lang");
-    set->mCodecs = text(node, "codecs");
-    set->mWidth = readU32(node, "width").value_or(0);
-    set->mHeight = readU32(node, "height").value_or(0);
     set->mMaxHeight = readU32(node, "maxHeight").value_or(0);
-    set->mFrameRate = text(node, "frameRate");
-    set->mAudioSamplingRate = text(node, "audioSamplingRate");
-    set->mSar = text(node, "sar");
+    parseRepresentationBase(node, nullptr, *set);
     for (const xmlNode* c = node->children; c != nullptr; c = c->next) {
-        if (is(c, "BaseURL")) {
-            addBaseUrl(*set, parseBaseUrl(c, documentUrl));
-        } else if (is(c, "ContentProtection")) {
-            addDescriptor(*set, set->mContentProtection, c);
-        } else if (is(c, "Role")) {
+        if (is(c, "Role")) {
             addDescriptor(*set, set->mRole, c);
         } else if (is(c, "Accessibility")) {
             addDescriptor(*set, set->mAccessibility, c);
-        } else if (is(c, "EssentialProperty")) {
-            addDescriptor(*set, set->mEssentialProperty, c);
-        } else if (is(c, "SupplementalProperty")) {
-            addDescriptor(*set, set->mSupplementalProperty, c);
-        } else if (is(c, "AudioChannelConfiguration")) {
-            addDescriptor(*set, set->mAudioChannelConfiguration, c);
         }
     }
-    const SegmentInfoScope scope = parseSegmentInfo(node, documentUrl, outer, set->mSegmentBase,
-                                                    set->mSegmentList, set->mSegmentTemplate);
+    const SegmentInfoScope scope = parseSegmentInfo(node, documentUrl, outer, *set);
     for (const xmlNode* c = node->children; c != nullptr; c = c->next) {
         if (is(c, "Representation")) {
             std::unique_ptr<Representation> rep = parseRepresentation(c, documentUrl, *set, scope);
@@ -392,11 +379,7 @@ std::unique_ptr<Period> parsePeriod(const xmlNode* node, const std::string* docu
     period->mId = text(node, "id");
     period->mStart = text(node, "start");
     period->mDuration = text(node, "duration");
-    for (const xmlNode* c = node->children; c != nullptr; c = c->next) {
-        if (is(c, "BaseURL")) addBaseUrl(*period, parseBaseUrl(c, documentUrl));
-    }
-    const SegmentInfoScope scope = parseSegmentInfo(node, documentUrl, SegmentInfoScope(), period->mSegmentBase,
-                                                    period->mSegmentList, period->mSegmentTemplate);
+    const SegmentInfoScope scope = parseSegmentInfo(node, documentUrl, SegmentInfoScope(), *period);
     for (const xmlNode* c = node->children; c != nullptr; c = c->next) {
         if (is(c, "AdaptationSet")) {
             std::unique_ptr<AdaptationSet> set = parseAdaptationSet(c, documentUrl, scope);

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <optional>
 
 #include "manifest/mpd/SegmentBaseImpl.h"
@@ -18,37 +17,23 @@ class MultipleSegmentBaseImpl : public SegmentBaseImpl<Interface> {
 public:
     uint32_t GetDuration() const override { return mDuration.value_or(0); }
     uint32_t GetStartNumber() const override { return mStartNumber.value_or(1); }
-    const ISegmentTimeline* GetSegmentTimeline() const override { return mTimeline; }
-    const IURLType* GetBitstreamSwitching() const override { return mBitstreamSwitching; }
+    const ISegmentTimeline* GetSegmentTimeline() const override { return mTimeline.Get(); }
+    const IURLType* GetBitstreamSwitching() const override { return mBitstreamSwitching.Get(); }
 
     std::optional<uint32_t> mDuration;
     std::optional<uint32_t> mStartNumber;
-
-    void SetSegmentTimeline(std::unique_ptr<SegmentTimeline> timeline) {
-        mOwnTimeline = std::move(timeline);
-        mTimeline = mOwnTimeline.get();
-    }
-    void SetBitstreamSwitching(std::unique_ptr<URLType> element) {
-        mOwnBitstreamSwitching = std::move(element);
-        mBitstreamSwitching = mOwnBitstreamSwitching.get();
-    }
     // The timeline in force (own or inherited), with its lookups.
-    const SegmentTimeline* Timeline() const { return mTimeline; }
+    InheritableChild<SegmentTimeline> mTimeline;
+    InheritableChild<URLType> mBitstreamSwitching;
 
 protected:
     void InheritMultiple(const MultipleSegmentBaseImpl& parent) {
         this->InheritBase(parent);
-        if (!mDuration) mDuration = parent.mDuration;
-        if (!mStartNumber) mStartNumber = parent.mStartNumber;
-        if (!mTimeline) mTimeline = parent.mTimeline;
-        if (!mBitstreamSwitching) mBitstreamSwitching = parent.mBitstreamSwitching;
+        this->inherit(mDuration, parent.mDuration);
+        this->inherit(mStartNumber, parent.mStartNumber);
+        mTimeline.InheritFrom(parent.mTimeline);
+        mBitstreamSwitching.InheritFrom(parent.mBitstreamSwitching);
     }
-
-private:
-    std::unique_ptr<SegmentTimeline> mOwnTimeline;
-    std::unique_ptr<URLType> mOwnBitstreamSwitching;
-    const SegmentTimeline* mTimeline = nullptr;
-    const URLType* mBitstreamSwitching = nullptr;
 };
 
 }  // namespace mpd

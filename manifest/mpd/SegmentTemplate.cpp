@@ -25,10 +25,10 @@ const char* typeName(TransactionType type) {
 
 void SegmentTemplate::InheritFrom(const SegmentTemplate& parent) {
     InheritMultiple(parent);
-    if (!mMedia) mMedia = parent.mMedia;
-    if (!mInitializationTemplate) mInitializationTemplate = parent.mInitializationTemplate;
-    if (!mIndex) mIndex = parent.mIndex;
-    if (!mBitstreamSwitchingTemplate) mBitstreamSwitchingTemplate = parent.mBitstreamSwitchingTemplate;
+    inherit(mMedia, parent.mMedia);
+    inherit(mInitializationTemplate, parent.mInitializationTemplate);
+    inherit(mIndex, parent.mIndex);
+    inherit(mBitstreamSwitchingTemplate, parent.mBitstreamSwitchingTemplate);
 }
 
 ISegment* SegmentTemplate::make(const std::optional<std::string>& pattern, TransactionType type,
@@ -87,9 +87,9 @@ ISegment* SegmentTemplate::fromNumber(const std::optional<std::string>& pattern,
     values.bandwidth = bandwidth;
     values.hasNumber = true;
     values.number = number;
-    if (pattern && TemplateExpander::Uses(*pattern, "Time") && Timeline() != nullptr &&
+    if (pattern && TemplateExpander::Uses(*pattern, "Time") && mTimeline.Get() != nullptr &&
         number >= GetStartNumber()) {
-        values.hasTime = Timeline()->TimeOfIndex(number - GetStartNumber(), values.time);
+        values.hasTime = mTimeline.Get()->TimeOfIndex(number - GetStartNumber(), values.time);
     }
     return make(pattern, type, baseUrls, values);
 }
@@ -105,8 +105,8 @@ ISegment* SegmentTemplate::fromTime(const std::optional<std::string>& pattern, T
     values.hasTime = true;
     values.time = time;
     uint64_t index = 0;
-    if (pattern && TemplateExpander::Uses(*pattern, "Number") && Timeline() != nullptr &&
-        Timeline()->IndexOfTime(time, index)) {
+    if (pattern && TemplateExpander::Uses(*pattern, "Number") && mTimeline.Get() != nullptr &&
+        mTimeline.Get()->IndexOfTime(time, index)) {
         values.hasNumber = true;
         values.number = GetStartNumber() + index;
     }

@@ -50,9 +50,6 @@ public:
     void InheritFrom(const SegmentTemplate& parent);
 
 private:
-    static const std::string& text(const std::optional<std::string>& value) {
-        return value ? *value : empty();
-    }
     ISegment* fromNumber(const std::optional<std::string>& pattern, TransactionType type,
                          const std::vector<IBaseUrl*>& baseUrls, const std::string& representationID,
                          uint32_t bandwidth, uint64_t number) const;

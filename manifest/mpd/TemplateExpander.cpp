@@ -40,18 +40,18 @@ bool format(const std::string& tag, uint64_t value, std::string& out, std::strin
         return false;
     }
     const char conv = tag[pos];
-    const char* spec = nullptr;
+    const char* printfFormat = nullptr;
     switch (conv) {
-        case 'd': case 'i': case 'u': spec = zero ? "%0*" PRIu64 : "%*" PRIu64; break;
-        case 'x': spec = zero ? "%0*" PRIx64 : "%*" PRIx64; break;
-        case 'X': spec = zero ? "%0*" PRIX64 : "%*" PRIX64; break;
-        case 'o': spec = zero ? "%0*" PRIo64 : "%*" PRIo64; break;
+        case 'd': case 'i': case 'u': printfFormat = zero ? "%0*" PRIu64 : "%*" PRIu64; break;
+        case 'x': printfFormat = zero ? "%0*" PRIx64 : "%*" PRIx64; break;
+        case 'X': printfFormat = zero ? "%0*" PRIX64 : "%*" PRIX64; break;
+        case 'o': printfFormat = zero ? "%0*" PRIo64 : "%*" PRIo64; break;
         default:
             error = "bad format tag \"" + tag + "\"";
             return false;
     }
     char buffer[kMaxWidth + 32];
-    std::snprintf(buffer, sizeof(buffer), spec, static_cast<int>(width), value);
+    std::snprintf(buffer, sizeof(buffer), printfFormat, static_cast<int>(width), value);
     out += buffer;
     return true;
 }

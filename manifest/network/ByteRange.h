@@ -7,7 +7,7 @@ namespace dash {
 namespace network {
 
 // An HTTP byte range as the manifest writes it (ISO/IEC 23009-1 mediaRange, indexRange and
-// Initialization@range, RFC 7233 byte-range-spec without the "bytes=" prefix): "first-last" with
+// Initialization@range: an RFC 7233 byte range without the "bytes=" prefix): "first-last" with
 // both bounds inclusive, "first-" up to the end, or empty for the whole resource. Suffix ranges
 // ("-500") and lists ("0-9,20-29") are not accepted.
 struct ByteRange {

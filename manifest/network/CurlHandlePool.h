@@ -6,8 +6,7 @@
 #include <mutex>
 #include <string>
 
-#include "manifest/network/CurlEasy.h"
-#include "manifest/network/CurlMulti.h"
+#include "manifest/network/CurlOwner.h"
 
 namespace dash {
 namespace network {

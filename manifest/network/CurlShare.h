@@ -4,6 +4,8 @@
 
 #include <mutex>
 
+#include "manifest/network/CurlOwner.h"
+
 namespace dash {
 namespace network {
 
@@ -18,11 +20,8 @@ class CurlShare {
 public:
     // Throws std::runtime_error when libcurl cannot make the handle.
     CurlShare();
-    ~CurlShare();
-    CurlShare(const CurlShare&) = delete;
-    CurlShare& operator=(const CurlShare&) = delete;
 
-    CURLSH* get() const { return mHandle; }
+    CURLSH* get() const { return mHandle.get(); }
 
     // The share used by every transfer of the process (made on first use, never replaced).
     static CurlShare& instance();
@@ -31,8 +30,9 @@ private:
     static void lock(CURL* handle, curl_lock_data data, curl_lock_access access, void* user);
     static void unlock(CURL* handle, curl_lock_data data, void* user);
 
-    CURLSH* mHandle;
+    // Declared first: curl_share_cleanup still takes the locks.
     std::mutex mLocks[CURL_LOCK_DATA_LAST];
+    CurlOwner<CURLSH, curl_share_init, curl_share_cleanup> mHandle;
 };
 
 }  // namespace network

@@ -1,5 +1,5 @@
 // FetchUrl: the synchronous whole-resource fetch declared in HttpDownload.h (used for MPDs).
-#include <exception>
+#include <algorithm>
 
 #include "manifest/network/HttpDownload.h"
 #include "manifest/network/HttpTransfer.h"
@@ -17,13 +17,7 @@ bool FetchUrl(const std::string& url, std::vector<uint8_t>& out, std::string& er
         out.reserve(static_cast<size_t>(std::min(size, options.maxBodyBytes)));
     };
     sink.data = [&out](const uint8_t* data, size_t size) { out.insert(out.end(), data, data + size); };
-    HttpTransfer::Result result;
-    try {
-        result = transfer.run(sink);
-    } catch (const std::exception& e) {
-        result.outcome = HttpTransfer::Outcome::Failed;
-        result.error = e.what();
-    }
+    const HttpTransfer::Result result = transfer.run(sink);
     if (result.outcome != HttpTransfer::Outcome::Completed) {
         error = result.error.empty() ? "download failed" : result.error;
         out.clear();

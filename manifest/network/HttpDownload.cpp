@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
-#include <exception>
 #include <mutex>
 #include <system_error>
 #include <thread>
@@ -97,14 +96,7 @@ void HttpDownload::Impl::run() {
         tellBytes(count);
     };
 
-    HttpTransfer::Result result;
-    try {
-        result = transfer.run(sink);
-    } catch (const std::exception& e) {
-        result.outcome = HttpTransfer::Outcome::Failed;
-        result.error = e.what();
-        ZUN_LOG(0, "Download failed: %s", e.what());
-    }
+    const HttpTransfer::Result result = transfer.run(sink);
     if (result.bytes != reported) {
         tellBytes(result.bytes);
     }

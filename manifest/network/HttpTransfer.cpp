@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <exception>
 #include <memory>
 #include <vector>
 
@@ -174,6 +175,18 @@ bool HttpTransfer::localPath(const std::string& url, std::string& path, std::str
 }
 
 HttpTransfer::Result HttpTransfer::run(const Sink& sink) {
+    try {
+        return runAttempts(sink);
+    } catch (const std::exception& e) {
+        Result result;
+        result.error = e.what();
+        result.bytes = mDelivered;
+        ZUN_LOG(0, "Download of %s failed: %s", mUrl.c_str(), e.what());
+        return result;
+    }
+}
+
+HttpTransfer::Result HttpTransfer::runAttempts(const Sink& sink) {
     Result result;
     if (!ByteRange::parse(mRangeText, mRange)) {
         result.error = "invalid byte range \"" + mRangeText + "\"";

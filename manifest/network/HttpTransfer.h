@@ -54,7 +54,8 @@ public:
     HttpTransfer(const HttpTransfer&) = delete;
     HttpTransfer& operator=(const HttpTransfer&) = delete;
 
-    // Runs the transfer to its end; call once. Logs the retries and the final failure.
+    // Runs the transfer to its end; call once. Logs the retries and the final failure. Never
+    // throws: an exception inside (out of memory, a throwing sink) ends it Failed with its text.
     Result run(const Sink& sink);
     // Any thread, any time (also before run(), which then returns Aborted at once).
     void abort();
@@ -72,6 +73,7 @@ private:
     };
     struct HttpState;
 
+    Result runAttempts(const Sink& sink);
     Attempt attemptHttp(const Sink& sink);
     Attempt readLocal(const std::string& path, const Sink& sink);
     bool waitBackoff(uint32_t ms);  // false when aborted meanwhile

@@ -1,16 +1,15 @@
-#include "manifest/network/CurlEasy.h"
+#include "manifest/network/CurlOwner.h"
 
 #include <mutex>
-#include <stdexcept>
 
 #include "platform/zun_log.h"
 
-ZUN_LOG_SOURCE("manifest/CurlEasy")
+ZUN_LOG_SOURCE("manifest/CurlOwner")
 
 namespace dash {
 namespace network {
 
-void CurlEasy::globalInit() {
+void curlGlobalInit() {
     static std::once_flag once;
     std::call_once(once, [] {
         const CURLcode rc = curl_global_init(CURL_GLOBAL_DEFAULT);
@@ -19,16 +18,6 @@ void CurlEasy::globalInit() {
         }
     });
 }
-
-CurlEasy::CurlEasy() {
-    globalInit();
-    mHandle = curl_easy_init();
-    if (mHandle == nullptr) {
-        throw std::runtime_error("curl_easy_init failed");
-    }
-}
-
-CurlEasy::~CurlEasy() { curl_easy_cleanup(mHandle); }
 
 }  // namespace network
 }  // namespace dash

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
 #include <mutex>
 #include <vector>
@@ -45,14 +44,6 @@ public:
             if (!e.isState) out.push_back(e.bytes);
         }
         return out;
-    }
-    // Number of final states (COMPLETED, ERROR, ABORTED) reported.
-    size_t finalStates() const {
-        const auto s = states();
-        return static_cast<size_t>(std::count_if(s.begin(), s.end(), [](dash::network::DownloadState x) {
-            return x == dash::network::COMPLETED || x == dash::network::ERROR ||
-                   x == dash::network::ABORTED;
-        }));
     }
     uint64_t lastCount() const {
         const auto c = counts();

@@ -1,7 +1,5 @@
 #include "FaultServer.h"
 
-#include <unistd.h>
-
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -13,38 +11,27 @@ namespace velar_test {
 namespace fs = std::filesystem;
 
 FaultServer::FaultServer(const std::string& root) {
-    fs::create_directories(VELAR_TEST_WORK_DIR);
-    std::string pattern = std::string(VELAR_TEST_WORK_DIR) + "/faultserver-XXXXXX";
-    if (::mkdtemp(pattern.data()) == nullptr) {
-        throw std::runtime_error("cannot make a folder for the fault server");
-    }
-    mFolder = pattern;
+    const std::string& folder = mFolder.path();
     std::vector<std::string> argv = {"python3", std::string(VELAR_SOURCE_DIR) + "/tests/servers/fault_server.py",
-                                     "--control", mFolder + "/control.json", "--log", mFolder + "/requests.log"};
+                                     "--control", folder + "/control.json", "--log", folder + "/requests.log"};
     if (!root.empty()) {
         argv.push_back("--root");
         argv.push_back(fs::absolute(root).string());
     }
-    std::ofstream(mFolder + "/requests.log").close();
-    mProcess = std::make_unique<ChildProcess>(argv, std::string(), mFolder + "/stderr.log");
+    std::ofstream(folder + "/requests.log").close();
+    mProcess = std::make_unique<ChildProcess>(argv, std::string(), folder + "/stderr.log");
     std::string line;
     if (!mProcess->readLine(line, std::chrono::seconds(10)) || line.compare(0, 5, "PORT ") != 0) {
         mProcess.reset();
-        std::ifstream err(mFolder + "/stderr.log");
+        std::ifstream err(folder + "/stderr.log");
         std::ostringstream text;
         text << err.rdbuf();
-        std::error_code ignored;
-        fs::remove_all(mFolder, ignored);
         throw std::runtime_error("fault_server.py did not start: " + line + " " + text.str());
     }
     mPort = static_cast<uint16_t>(std::stoi(line.substr(5)));
 }
 
-FaultServer::~FaultServer() {
-    mProcess.reset();
-    std::error_code ignored;
-    fs::remove_all(mFolder, ignored);
-}
+FaultServer::~FaultServer() = default;
 
 std::string FaultServer::url(const std::string& pathAndQuery) const {
     return "http://127.0.0.1:" + std::to_string(mPort) + "/" +
@@ -52,14 +39,14 @@ std::string FaultServer::url(const std::string& pathAndQuery) const {
 }
 
 void FaultServer::setControl(const std::string& json) {
-    const std::string temp = mFolder + "/control.json.tmp";
+    const std::string temp = mFolder.path() + "/control.json.tmp";
     std::ofstream(temp, std::ios::trunc) << json;
-    fs::rename(temp, mFolder + "/control.json");
+    fs::rename(temp, mFolder.path() + "/control.json");
 }
 
 std::vector<std::string> FaultServer::requestRanges(const std::string& path) const {
     std::vector<std::string> out;
-    std::ifstream in(mFolder + "/requests.log");
+    std::ifstream in(mFolder.path() + "/requests.log");
     std::string line;
     while (std::getline(in, line)) {
         // path \t query \t range

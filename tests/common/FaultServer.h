@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "ChildProcess.h"
+#include "ScratchDir.h"
 
 namespace velar_test {
 
@@ -39,7 +40,7 @@ public:
     static std::vector<uint8_t> generatedBytes(uint64_t first, uint64_t count);
 
 private:
-    std::string mFolder;
+    ScratchDir mFolder{"faultserver"};  // control file and request log; outlives the process
     uint16_t mPort = 0;
     std::unique_ptr<ChildProcess> mProcess;
 };

@@ -1,13 +1,11 @@
 #include "NginxServer.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
@@ -50,30 +48,14 @@ NginxServer::NginxServer(const std::string& root) : NginxServer(root, Options())
 
 NginxServer::NginxServer(const std::string& root, const Options& options)
     : mRoot(fs::absolute(root).string()), mOptions(options) {
-    std::string pattern = std::string(VELAR_TEST_WORK_DIR) + "/nginx-XXXXXX";
-    fs::create_directories(VELAR_TEST_WORK_DIR);
-    if (::mkdtemp(pattern.data()) == nullptr) {
-        throw std::runtime_error("cannot make a folder for nginx under " VELAR_TEST_WORK_DIR);
-    }
-    mPrefix = pattern;
-    fs::create_directories(mPrefix + "/tmp");
-    try {
-        start();
-    } catch (...) {
-        mProcess.reset();
-        std::error_code ignored;
-        fs::remove_all(mPrefix, ignored);
-        throw;
-    }
+    fs::create_directories(mFolder.path() + "/tmp");
+    start();
 }
 
-NginxServer::~NginxServer() {
-    mProcess.reset();
-    std::error_code ignored;
-    fs::remove_all(mPrefix, ignored);
-}
+NginxServer::~NginxServer() = default;
 
 void NginxServer::start() {
+    const std::string& prefix = mFolder.path();
     const std::string binary = nginxBinary();
     if (binary.empty()) {
         throw std::runtime_error("nginx is not installed");
@@ -82,12 +64,12 @@ void NginxServer::start() {
     if (mOptions.tls) {
         const std::string command =
             "openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=127.0.0.1 "
-            "-addext subjectAltName=IP:127.0.0.1 -keyout '" + mPrefix + "/key.pem' -out '" +
-            mPrefix + "/cert.pem' >/dev/null 2>&1";
+            "-addext subjectAltName=IP:127.0.0.1 -keyout '" + prefix + "/key.pem' -out '" +
+            prefix + "/cert.pem' >/dev/null 2>&1";
         if (std::system(command.c_str()) != 0) {
             throw std::runtime_error("openssl could not make a test certificate");
         }
-        tlsLines = "ssl_certificate " + mPrefix + "/cert.pem; ssl_certificate_key " + mPrefix +
+        tlsLines = "ssl_certificate " + prefix + "/cert.pem; ssl_certificate_key " + prefix +
                    "/key.pem;";
     }
     const std::string templateText = readFile(std::string(VELAR_SOURCE_DIR) + "/tests/servers/nginx.conf.in");
@@ -100,18 +82,18 @@ void NginxServer::start() {
     for (int tries = 0; tries < 5; ++tries) {
         mPort = freeLoopbackPort();
         std::string conf = templateText;
-        replaceAll(conf, "@PREFIX@", mPrefix);
+        replaceAll(conf, "@PREFIX@", prefix);
         replaceAll(conf, "@ROOT@", mRoot);
         replaceAll(conf, "@LISTEN@",
                    "127.0.0.1:" + std::to_string(mPort) + (mOptions.tls ? " ssl" : ""));
         replaceAll(conf, "@TLS@", tlsLines);
-        std::ofstream(mPrefix + "/nginx.conf") << conf;
-        std::ofstream(mPrefix + "/access.log", std::ios::trunc).close();
+        std::ofstream(prefix + "/nginx.conf") << conf;
+        std::ofstream(mFolder.path() + "/access.log", std::ios::trunc).close();
         mLogSkip = 0;
         mProcess = std::make_unique<ChildProcess>(
-            std::vector<std::string>{binary, "-p", mPrefix + "/", "-c", mPrefix + "/nginx.conf", "-e",
-                                     mPrefix + "/error.log"},
-            mPrefix + "/stdout.log", mPrefix + "/stderr.log");
+            std::vector<std::string>{binary, "-p", prefix + "/", "-c", prefix + "/nginx.conf", "-e",
+                                     prefix + "/error.log"},
+            prefix + "/stdout.log", prefix + "/stderr.log");
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
         while (std::chrono::steady_clock::now() < deadline && mProcess->running()) {
             if (loopbackPortAccepts(mPort)) {
@@ -119,7 +101,7 @@ void NginxServer::start() {
             }
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
         }
-        lastError = errorLog() + readFile(mPrefix + "/stderr.log");
+        lastError = errorLog() + readFile(prefix + "/stderr.log");
         mProcess.reset();
         if (lastError.find("Address already in use") == std::string::npos) {
             break;
@@ -136,7 +118,7 @@ std::string NginxServer::url(const std::string& path) const {
 
 std::vector<NginxServer::Request> NginxServer::requests() const {
     std::vector<Request> out;
-    std::ifstream in(mPrefix + "/access.log");
+    std::ifstream in(mFolder.path() + "/access.log");
     std::string line;
     size_t index = 0;
     while (std::getline(in, line)) {
@@ -176,21 +158,15 @@ bool NginxServer::waitForRequests(size_t count, std::chrono::milliseconds timeou
 }
 
 size_t NginxServer::connectionCount() const {
-    std::vector<uint64_t> seen;
+    std::set<uint64_t> seen;
     for (const Request& r : requests()) {
-        bool known = false;
-        for (uint64_t c : seen) {
-            known = known || c == r.connection;
-        }
-        if (!known) {
-            seen.push_back(r.connection);
-        }
+        seen.insert(r.connection);
     }
     return seen.size();
 }
 
 void NginxServer::clearLog() {
-    std::ifstream in(mPrefix + "/access.log");
+    std::ifstream in(mFolder.path() + "/access.log");
     std::string line;
     size_t lines = 0;
     while (std::getline(in, line)) {
@@ -199,6 +175,6 @@ void NginxServer::clearLog() {
     mLogSkip = lines;
 }
 
-std::string NginxServer::errorLog() const { return readFile(mPrefix + "/error.log"); }
+std::string NginxServer::errorLog() const { return readFile(mFolder.path() + "/error.log"); }
 
 }  // namespace velar_test

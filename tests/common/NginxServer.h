@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "ChildProcess.h"
+#include "ScratchDir.h"
 
 namespace velar_test {
 
@@ -65,7 +66,7 @@ private:
 
     std::string mRoot;
     Options mOptions;
-    std::string mPrefix;  // private folder
+    ScratchDir mFolder{"nginx"};  // config, logs and temp paths; outlives the process
     uint16_t mPort = 0;
     size_t mLogSkip = 0;  // lines logged before the last clearLog()
     std::unique_ptr<ChildProcess> mProcess;

@@ -61,8 +61,8 @@ def parse_range(header, length):
     'unsatisfiable' when it starts past the end."""
     if not header or not header.startswith("bytes=") or "," in header:
         return None
-    spec = header[6:].strip()
-    first_text, sep, last_text = spec.partition("-")
+    text = header[6:].strip()
+    first_text, sep, last_text = text.partition("-")
     if not sep or not first_text.isdigit():
         return None
     first = int(first_text)

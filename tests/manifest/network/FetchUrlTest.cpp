@@ -1,109 +1,71 @@
-// FetchUrl: the synchronous fetch of manifests, over http, file:// and plain paths.
+// FetchUrl, the synchronous fetch of manifests, and HttpDownload beside it: local files and bad
+// requests give the same bytes or the same error; HTTPS verifies certificates.
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
-#include "FaultServer.h"
-#include "NginxServer.h"
-#include "ScratchDir.h"
-#include "TestPorts.h"
+#include "NetworkTest.h"
 #include "manifest/network/HttpDownload.h"
 
 namespace {
 
-using dash::network::DownloadOptions;
-using dash::network::FetchUrl;
+using namespace dash::network;
+using velar_test::NetworkTest;
 
-DownloadOptions quickOptions() {
-    DownloadOptions o;
-    o.connectTimeoutMs = 1000;
-    o.stallTimeoutMs = 300;
-    o.maxRetries = 1;
-    o.retryBackoffMs = 10;
-    return o;
-}
-
-std::vector<uint8_t> bytesOf(const std::string& s) { return std::vector<uint8_t>(s.begin(), s.end()); }
-
-const char* const kMpd =
-    "<?xml version=\"1.0\"?>\n<MPD xmlns=\"urn:mpeg:dash:schema:mpd:2011\" type=\"static\"/>\n";
-
-TEST(FetchUrl, LocalPathsAndFileUrls) {
-    velar_test::ScratchDir dir("net-fetch");
-    const std::string path = dir.write("sub dir/manifest.mpd", std::string(kMpd));
-    const std::string escaped = dir.path() + "/sub%20dir/manifest.mpd";
-    for (const std::string& url : {path, "file://" + escaped, "file://localhost" + escaped}) {
-        SCOPED_TRACE(url);
-        std::vector<uint8_t> out = {1, 2, 3};  // replaced, not appended to
-        std::string error = "stale";
-        ASSERT_TRUE(FetchUrl(url, out, error, quickOptions()));
-        EXPECT_EQ(bytesOf(kMpd), out);
-        EXPECT_EQ("", error);
-    }
-}
-
-TEST(FetchUrl, FailuresGiveFalseAnErrorAndNoBytes) {
-    velar_test::ScratchDir dir("net-fetch-bad");
-    const std::string big = dir.write("big.mpd", std::vector<uint8_t>(2048, 'x'));
-    DownloadOptions small = quickOptions();
-    small.maxBodyBytes = 1024;
+TEST(FetchUrl, LocalFilesAndBadRequestsAgreeWithHttpDownload) {
+    velar_test::ScratchDir dir("net-local");
+    const std::vector<uint8_t> bytes = velar_test::patternBytes(300000, 3);
+    const std::string path = dir.write("a dir/clip 1.mp4", bytes);
+    const std::string escaped = dir.path() + "/a%20dir/clip%201.mp4";
     const struct {
         std::string url;
-        DownloadOptions options;
+        std::string range;
+        uint64_t maxBodyBytes;
+        size_t first;  // the bytes expected, when there is no error
+        size_t count;
         std::string error;
     } cases[] = {
-        {dir.path() + "/missing.mpd", quickOptions(),
-         "cannot open " + dir.path() + "/missing.mpd: No such file or directory"},
-        {dir.path(), quickOptions(), "not a regular file: " + dir.path()},
-        {big, small, "body larger than 1024 bytes"},
-        {"gopher://example/x", quickOptions(), "unsupported URL scheme in gopher://example/x"},
+        {path, "", 300000, 0, 300000, ""},  // exactly at the size limit
+        {"file://" + escaped, "1-", 300000, 1, 299999, ""},
+        {"file://" + escaped, "299999-299999", 300000, 299999, 1, ""},
+        {"file://localhost" + escaped, "1000-270000", 300000, 1000, 269001, ""},
+        {"FILE://" + escaped, "0-999999", 300000, 0, 300000, ""},  // up to the end
+        {path, "", 299999, 0, 0, "body larger than 299999 bytes"},
+        {path, "300000-", 300000, 0, 0,
+         "range 300000- starts beyond the end of " + path + " (300000 bytes)"},
+        {dir.path() + "/missing", "", 300000, 0, 0,
+         "cannot open " + dir.path() + "/missing: No such file or directory"},
+        {dir.path(), "", 300000, 0, 0, "not a regular file: " + dir.path()},
+        {"file://otherhost/x", "", 300000, 0, 0, "file URL with a remote host: file://otherhost/x"},
+        {"ftp://127.0.0.1/x", "", 300000, 0, 0, "unsupported URL scheme in ftp://127.0.0.1/x"},
+        {"http://127.0.0.1:1/x", "abc", 300000, 0, 0, "invalid byte range \"abc\""},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.url);
-        std::vector<uint8_t> out = {9};
-        std::string error;
-        EXPECT_FALSE(FetchUrl(c.url, out, error, c.options));
-        EXPECT_EQ(c.error, error);
-        EXPECT_TRUE(out.empty());
+        SCOPED_TRACE(c.url + " " + c.range);
+        DownloadOptions options = NetworkTest::quickOptions();
+        options.maxBodyBytes = c.maxBodyBytes;
+        const DownloadState state = c.error.empty() ? COMPLETED : ERROR;
+        const NetworkTest::Run r = NetworkTest::run(c.url, c.range, options);
+        EXPECT_EQ(state, r.state);
+        EXPECT_EQ(c.error, r.error);
+        EXPECT_EQ(NetworkTest::slice(bytes, c.first, c.count), r.bytes);
+        EXPECT_EQ((std::vector<DownloadState>{IN_PROGRESS, state}), r.states);
+        EXPECT_EQ(c.count, r.counts.empty() ? 0 : r.counts.back());
+        if (c.range.empty()) {
+            std::vector<uint8_t> out = {9};  // replaced, never appended to
+            std::string error = "stale";
+            EXPECT_EQ(c.error.empty(), FetchUrl(c.url, out, error, options));
+            EXPECT_EQ(c.error, error);
+            EXPECT_EQ(r.bytes, out);
+        }
     }
-}
-
-TEST(FetchUrl, OverHttpFromNginx) {
-    if (!velar_test::NginxServer::available()) {
-        GTEST_SKIP() << "nginx is not installed";
-    }
-    velar_test::ScratchDir root("net-fetch-www");
-    root.write("live/manifest.mpd", std::string(kMpd));
-    velar_test::NginxServer server(root.path());
-    std::vector<uint8_t> out;
-    std::string error;
-    ASSERT_TRUE(FetchUrl(server.url("live/manifest.mpd"), out, error, quickOptions())) << error;
-    EXPECT_EQ(bytesOf(kMpd), out);
-    EXPECT_FALSE(FetchUrl(server.url("live/other.mpd"), out, error, quickOptions()));
-    EXPECT_EQ("HTTP status 404", error);
-    EXPECT_TRUE(out.empty());
-}
-
-TEST(FetchUrl, RetriesATransientFailure) {
-    velar_test::FaultServer server;
-    std::vector<uint8_t> out;
-    std::string error;
-    ASSERT_TRUE(FetchUrl(server.url("m.mpd?size=5000&status=503&times=1"), out, error, quickOptions()))
-        << error;
-    EXPECT_EQ(velar_test::FaultServer::generatedBytes(0, 5000), out);
-    EXPECT_EQ(2u, server.requestCount("/m.mpd"));
-    EXPECT_FALSE(FetchUrl("http://127.0.0.1:" + std::to_string(velar_test::refusedLoopbackPort()) + "/m.mpd",
-                          out, error, quickOptions()));
-    EXPECT_NE(std::string::npos, error.find("Couldn't connect")) << error;
 }
 
 TEST(FetchUrl, HttpsVerifiesTheCertificateUnlessToldNotTo) {
-    if (!velar_test::NginxServer::available()) {
-        GTEST_SKIP() << "nginx is not installed";
+    NetworkTest::requireNginx();
+    if (::testing::Test::IsSkipped()) {
+        return;
     }
-    velar_test::ScratchDir root("net-fetch-tls");
-    root.write("a.mpd", std::string(kMpd));
+    velar_test::ScratchDir root("net-tls");
+    root.write("a.mpd", std::string("<MPD/>"));
     velar_test::NginxServer::Options tls;
     tls.tls = true;
     velar_test::NginxServer server(root.path(), tls);
@@ -111,26 +73,14 @@ TEST(FetchUrl, HttpsVerifiesTheCertificateUnlessToldNotTo) {
     std::vector<uint8_t> out;
     std::string error;
     // The certificate is self-signed: verification, on by default, refuses it (without retries).
-    EXPECT_FALSE(FetchUrl(server.url("a.mpd"), out, error, quickOptions()));
+    EXPECT_FALSE(FetchUrl(server.url("a.mpd"), out, error, NetworkTest::quickOptions()));
     EXPECT_NE(std::string::npos, error.find("certificate")) << error;
     ASSERT_TRUE(server.waitForRequests(0));
     EXPECT_TRUE(server.requests().empty());
-    DownloadOptions insecure = quickOptions();
+    DownloadOptions insecure = NetworkTest::quickOptions();
     insecure.verifyTls = false;
     ASSERT_TRUE(FetchUrl(server.url("a.mpd"), out, error, insecure)) << error;
-    EXPECT_EQ(bytesOf(kMpd), out);
-}
-
-TEST(DownloadOptions, DefaultsAreSettableProcessWide) {
-    const DownloadOptions saved = DownloadOptions::defaults();
-    EXPECT_EQ(5000u, saved.connectTimeoutMs);
-    EXPECT_TRUE(saved.verifyTls);
-    DownloadOptions changed = saved;
-    changed.stallTimeoutMs = 1234;
-    DownloadOptions::setDefaults(changed);
-    EXPECT_EQ(1234u, DownloadOptions::defaults().stallTimeoutMs);
-    DownloadOptions::setDefaults(saved);
-    EXPECT_EQ(saved.stallTimeoutMs, DownloadOptions::defaults().stallTimeoutMs);
+    EXPECT_EQ((std::vector<uint8_t>{'<', 'M', 'P', 'D', '/', '>'}), out);
 }
 
 }  // namespace

@@ -25,13 +25,4 @@ TEST(PackHeaderTest, WritesTheFixed14Bytes) {
     EXPECT_EQ(expected, out);
 }
 
-TEST(PackHeaderTest, EveryWriteIsTheSame) {
-    const ISO::PackHeader header;
-    uint8_t first[14];
-    uint8_t second[14];
-    header.write(first);
-    EXPECT_EQ(14u, header.write(second));
-    EXPECT_EQ(std::vector<uint8_t>(first, first + 14), std::vector<uint8_t>(second, second + 14));
-}
-
 }  // namespace

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <regex>
 #include <sstream>
 
 #include "DashFixtures.h"
@@ -37,35 +36,46 @@ struct Named {
     std::string boxes;  // what boxTypes() must give
 };
 
+// The text of `line` after `key` up to `end`; empty when `key` is not there.
+std::string after(const std::string& line, const std::string& key, char end = '"') {
+    const size_t at = line.find(key);
+    if (at == std::string::npos) {
+        return std::string();
+    }
+    const size_t from = at + key.size();
+    return line.substr(from, line.find(end, from) - from);
+}
+
 // The resources and byte ranges `mpd` names, line by line: BaseURL with Initialization range,
 // mediaRange and indexRange; initialisation and SegmentTimeline files of the templates used here.
 std::vector<Named> namedIn(const std::string& mpd) {
+    const struct {
+        const char* key;
+        const char* boxes;
+    } ranges[] = {{"<Initialization range=\"", "ftyp moov "},
+                  {"mediaRange=\"", "moof mdat "},
+                  {"indexRange=\"", "sidx "}};
     std::vector<Named> out;
     std::string file;
     std::string id;
-    const std::regex baseUrl("<BaseURL>([^<]+)<");
-    const std::regex representation("<Representation id=\"([^\"]+)\"");
-    const std::regex ranges[] = {std::regex("<Initialization range=\"([0-9-]+)\""),
-                                 std::regex("mediaRange=\"([0-9-]+)\""),
-                                 std::regex("indexRange=\"([0-9-]+)\"")};
-    const char* rangeBoxes[] = {"ftyp moov ", "moof mdat ", "sidx "};
-    const std::regex s("<S t=\"([0-9]+)\"");
     std::istringstream in(mpd);
-    std::smatch m;
     for (std::string line; std::getline(in, line);) {
-        file = std::regex_search(line, m, baseUrl) ? m[1].str() : file;
-        id = std::regex_search(line, m, representation) ? m[1].str() : id;
-        for (int i = 0; i < 3; ++i) {
-            if (std::regex_search(line, m, ranges[i])) {
-                out.push_back({file, m[1], rangeBoxes[i]});
+        const std::string base = after(line, "<BaseURL>", '<');
+        file = base.empty() ? file : base;
+        const std::string rep = after(line, "<Representation id=\"");
+        id = rep.empty() ? id : rep;
+        for (const auto& r : ranges) {
+            if (!after(line, r.key).empty()) {
+                out.push_back({file, after(line, r.key), r.boxes});
             }
         }
         if (line.find("initialization=\"init-$RepresentationID$.m4s\"") != std::string::npos) {
             out.push_back({"init-" + id + ".m4s", "", "ftyp moov "});
         }
-        if (std::regex_search(line, m, s)) {
+        const std::string t = after(line, "<S t=\"");
+        if (!t.empty()) {
             EXPECT_EQ(std::string::npos, line.find(" r=\"")) << "every S carries its own t";
-            out.push_back({"chunk-" + id + "-" + m[1].str() + ".m4s", "", "styp sidx moof mdat "});
+            out.push_back({"chunk-" + id + "-" + t + ".m4s", "", "styp sidx moof mdat "});
         }
     }
     return out;

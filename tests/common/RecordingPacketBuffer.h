@@ -7,31 +7,24 @@
 
 namespace velar_test {
 
-// An IAvPacketBuffer that records every call: the bytes and flush flag of each writeData, the
-// argument of each discardData, and the packets as a real packet buffer would commit them (the
-// bytes staged since the previous flush, on each flush with something staged).
+// An IAvPacketBuffer that records each writeData call: its bytes and its flush flag.
 class RecordingPacketBuffer : public avfile::IAvPacketBuffer {
 public:
     struct Write {
         std::vector<uint8_t> bytes;
         bool flush;
+        bool operator==(const Write& other) const {
+            return bytes == other.bytes && flush == other.flush;
+        }
     };
 
     void writeData(const uint8_t* data, size_t size, bool flush) override {
         writes.push_back(Write{std::vector<uint8_t>(data, data + size), flush});
-        staged.insert(staged.end(), data, data + size);
-        if (flush && !staged.empty()) {
-            packets.push_back(staged);
-            staged.clear();
-        }
     }
 
-    void discardData(bool discard) override { discards.push_back(discard); }
+    void discardData(bool) override {}
 
     std::vector<Write> writes;
-    std::vector<bool> discards;
-    std::vector<std::vector<uint8_t>> packets;  // committed packets, in order
-    std::vector<uint8_t> staged;                // staged, not yet flushed
 };
 
 }  // namespace velar_test

@@ -13,6 +13,7 @@ extern "C" {
 #include "avfile/AvBaseException.h"
 #include "avfile/AvFileNotFoundException.h"
 #include "avfile/AvParseErrorException.h"
+#include "avfile/FfmpegLogBridge.h"
 #include "platform/zun_log.h"
 
 ZUN_LOG_SOURCE("avfile/AvFileFfmpeg")
@@ -80,6 +81,7 @@ AvFileFfmpeg::AvFileFfmpeg(std::shared_ptr<IAvCodecDataFactory> codecDataFactory
 AvFileFfmpeg::~AvFileFfmpeg() = default;
 
 void AvFileFfmpeg::open() {
+    FfmpegLogBridge::install();
     mTracks.clear();
     mTrackStates.clear();
     mLastDts.clear();

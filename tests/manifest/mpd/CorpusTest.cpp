@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "../ModelWalk.h"
+#include "ModelWalk.h"
 #include "manifest/DASHManager.h"
 
 using namespace dash::mpd;

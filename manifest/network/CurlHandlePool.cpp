@@ -48,8 +48,10 @@ size_t CurlHandlePool::idleCount() const {
 
 CurlHandlePool& CurlHandlePool::instance() {
     CurlShare::instance();
-    static CurlHandlePool pool;
-    return pool;
+    // Never destroyed: a detached transfer thread may still give its handle back while the
+    // process runs its exit handlers.
+    static CurlHandlePool* pool = new CurlHandlePool();
+    return *pool;
 }
 
 }  // namespace network

@@ -42,7 +42,8 @@ public:
     void release(std::unique_ptr<Handle> handle);
     size_t idleCount() const;
 
-    // The pool of the process. Made after CurlShare::instance(), so it is destroyed before it.
+    // The pool of the process, made on first use and never destroyed (a detached transfer thread
+    // may still release a handle while the process exits).
     static CurlHandlePool& instance();
 
 private:

@@ -13,8 +13,10 @@ CurlShare::CurlShare() {
 }
 
 CurlShare& CurlShare::instance() {
-    static CurlShare share;
-    return share;
+    // Never destroyed, like the handle pool whose handles use it: a detached transfer thread may
+    // still be running while the process exits.
+    static CurlShare* share = new CurlShare();
+    return *share;
 }
 
 void CurlShare::lock(CURL*, curl_lock_data data, curl_lock_access, void* user) {

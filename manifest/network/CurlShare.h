@@ -23,7 +23,7 @@ public:
 
     CURLSH* get() const { return mHandle.get(); }
 
-    // The share used by every transfer of the process (made on first use, never replaced).
+    // The share used by every transfer of the process (made on first use, never destroyed).
     static CurlShare& instance();
 
 private:

@@ -50,16 +50,22 @@ ISegment* SegmentTemplate::make(const std::optional<std::string>& pattern, Trans
     return segment.release();
 }
 
+TemplateExpander::Values SegmentTemplate::representationValues(const std::string& representationID,
+                                                               uint32_t bandwidth) {
+    TemplateExpander::Values values;
+    values.representationId = &representationID;
+    values.hasBandwidth = true;
+    values.bandwidth = bandwidth;
+    return values;
+}
+
 ISegment* SegmentTemplate::ToInitializationSegment(const std::vector<IBaseUrl*>& baseUrls,
                                                    const std::string& representationID,
                                                    uint32_t bandwidth) const {
     if (!mInitializationTemplate && GetInitialization() != nullptr) {
         return GetInitialization()->ToSegment(baseUrls);
     }
-    TemplateExpander::Values values;
-    values.representationId = &representationID;
-    values.hasBandwidth = true;
-    values.bandwidth = bandwidth;
+    TemplateExpander::Values values = representationValues(representationID, bandwidth);
     return make(mInitializationTemplate, TransactionType::InitializationSegment, baseUrls, values);
 }
 
@@ -69,10 +75,7 @@ ISegment* SegmentTemplate::ToBitstreamSwitchingSegment(const std::vector<IBaseUr
     if (!mBitstreamSwitchingTemplate && GetBitstreamSwitching() != nullptr) {
         return GetBitstreamSwitching()->ToSegment(baseUrls);
     }
-    TemplateExpander::Values values;
-    values.representationId = &representationID;
-    values.hasBandwidth = true;
-    values.bandwidth = bandwidth;
+    TemplateExpander::Values values = representationValues(representationID, bandwidth);
     return make(mBitstreamSwitchingTemplate, TransactionType::BitstreamSwitchingSegment, baseUrls,
                 values);
 }
@@ -81,10 +84,7 @@ ISegment* SegmentTemplate::fromNumber(const std::optional<std::string>& pattern,
                                       const std::vector<IBaseUrl*>& baseUrls,
                                       const std::string& representationID, uint32_t bandwidth,
                                       uint64_t number) const {
-    TemplateExpander::Values values;
-    values.representationId = &representationID;
-    values.hasBandwidth = true;
-    values.bandwidth = bandwidth;
+    TemplateExpander::Values values = representationValues(representationID, bandwidth);
     values.hasNumber = true;
     values.number = number;
     if (pattern && TemplateExpander::Uses(*pattern, "Time") && mTimeline.Get() != nullptr &&
@@ -98,10 +98,7 @@ ISegment* SegmentTemplate::fromTime(const std::optional<std::string>& pattern, T
                                     const std::vector<IBaseUrl*>& baseUrls,
                                     const std::string& representationID, uint32_t bandwidth,
                                     uint64_t time) const {
-    TemplateExpander::Values values;
-    values.representationId = &representationID;
-    values.hasBandwidth = true;
-    values.bandwidth = bandwidth;
+    TemplateExpander::Values values = representationValues(representationID, bandwidth);
     values.hasTime = true;
     values.time = time;
     uint64_t index = 0;

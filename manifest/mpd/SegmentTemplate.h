@@ -50,6 +50,9 @@ public:
     void InheritFrom(const SegmentTemplate& parent);
 
 private:
+    // $RepresentationID$ and $Bandwidth$; `representationID` must outlive the result.
+    static TemplateExpander::Values representationValues(const std::string& representationID,
+                                                         uint32_t bandwidth);
     ISegment* fromNumber(const std::optional<std::string>& pattern, TransactionType type,
                          const std::vector<IBaseUrl*>& baseUrls, const std::string& representationID,
                          uint32_t bandwidth, uint64_t number) const;

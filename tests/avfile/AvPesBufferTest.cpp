@@ -130,7 +130,6 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         CutCase{"Video200000", 0xE0, &ExpectedPes::video, {65513, 65523, 65523, 3441}},
         CutCase{"Audio200000", 0xC0, &ExpectedPes::audio, {65518, 65523, 65523, 3436}},
-        CutCase{"VideoAtTheLimit", 0xE0, &ExpectedPes::video, {65513}},
         CutCase{"VideoOneByteOver", 0xE0, &ExpectedPes::video, {65513, 1}}),
     ::testing::PrintToStringParamName());
 

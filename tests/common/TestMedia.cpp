@@ -4,7 +4,6 @@
 #include <sys/wait.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -53,24 +52,6 @@ std::string testMedia(const std::string& name) {
         throw std::runtime_error("test media: no clip " + path);
     }
     return path;
-}
-
-std::string commandOutput(const std::string& command) {
-    FILE* pipe = ::popen(command.c_str(), "r");
-    if (pipe == nullptr) {
-        throw std::runtime_error("cannot run '" + command + "': " + std::strerror(errno));
-    }
-    std::string output;
-    char buffer[4096];
-    size_t count;
-    while ((count = std::fread(buffer, 1, sizeof(buffer), pipe)) > 0) {
-        output.append(buffer, count);
-    }
-    const int status = ::pclose(pipe);
-    if (status == -1 || !WIFEXITED(status) || WEXITSTATUS(status) != 0) {
-        throw std::runtime_error("'" + command + "' failed with status " + std::to_string(status));
-    }
-    return output;
 }
 
 std::vector<unsigned char> readFileBytes(const std::string& path) {

@@ -23,10 +23,6 @@ namespace velar_test {
 // Throws std::runtime_error when the script fails or the named clip does not exist.
 std::string testMedia(const std::string& name);
 
-// Runs `command` with /bin/sh and returns what it wrote to standard output. Throws
-// std::runtime_error when it cannot be started or exits with a status other than 0.
-std::string commandOutput(const std::string& command);
-
 // Reads a whole file; throws std::runtime_error when it cannot be read.
 std::vector<unsigned char> readFileBytes(const std::string& path);
 

@@ -31,9 +31,7 @@ TEST(AdtsHeaderTest, DefaultImage) {
 // exact matches count) stores index 15.
 TEST(AdtsHeaderTest, StoresTheRateIndexInBits5To2OfByte2) {
     const std::pair<unsigned int, unsigned int> rates[] = {
-        {96000, 0}, {88200, 1},  {64000, 2}, {48000, 3}, {44100, 4},  {32000, 5},
-        {24000, 6}, {22050, 7},  {16000, 8}, {12000, 9}, {11025, 10}, {8000, 11},
-        {7350, 12}, {44000, 15}, {7351, 15}, {0, 15},    {192000, 15}};
+        {96000, 0}, {44100, 4}, {7350, 12}, {44000, 15}, {0, 15}, {192000, 15}};
     for (const auto& [rate, index] : rates) {
         ISO::AdtsHeader header;
         header.data()[2] = 0xEF;  // profile 11, index 1011 (8000), private bit 1, channels[2] 1

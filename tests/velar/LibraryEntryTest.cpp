@@ -1,11 +1,8 @@
 #include "velar/LibraryEntry.h"
 
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <cstdlib>
-#include <string>
 
 #include "platform/ComponentManager.h"
 #include "tests/common/LogCapture.h"
@@ -34,39 +31,13 @@ TEST(LibraryEntryDeathTest, NoManagerBeforeTheEntry) {
 // whatever the registration answered, and stores the manager.
 TEST(LibraryEntryTest, RegistersTheInstanceAndTheEntryIgnoresTheAnswer) {
     ZUNCOM::ComponentManager manager;
-    velar_test::LogCapture log;
     EXPECT_EQ(ZUNCOM::kOk, ZUNCOM_RegisterServices(&manager));
     EXPECT_EQ(ZUNCOM::kAlreadyExists, ZUNCOM_RegisterServices(&manager));
     EXPECT_EQ(0, ZUNCOM_LibraryEntry(&manager));
     EXPECT_EQ(&manager, ZUNCOM::getComponentManager());
-    char line[128];
-    std::snprintf(line, sizeof line, "Registering  Mp4Service...\tmgr=%p", (void*)&manager);
-    EXPECT_EQ(3u, log.count(line));
-    EXPECT_EQ(0, log.lines().at(0).level);
     ZUNCOM::ISupports* found = nullptr;
     ASSERT_EQ(ZUNCOM::kOk, manager.getService("Mp4Service", &found));
     EXPECT_EQ(velar::Mp4Service::getInstance(), found);
-}
-
-// The unmangled entry points of libvelar.so register the library's own service with a host's
-// manager.
-TEST(LibraryEntryTest, SharedLibraryExportsTheEntryPoints) {
-    const std::string path = std::string(VELAR_BINARY_DIR) + "/velar/libvelar.so";
-    void* library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-    ASSERT_NE(nullptr, library) << dlerror();
-    using Entry = ZUNCOM::ErrorCode (*)(ZUNCOM::IComponentManager*);
-    auto entry = reinterpret_cast<Entry>(dlsym(library, "ZUNCOM_LibraryEntry"));
-    auto registerServices = reinterpret_cast<Entry>(dlsym(library, "ZUNCOM_RegisterServices"));
-    auto getter = reinterpret_cast<ZUNCOM::IComponentManager* (*)()>(
-        dlsym(library, "_ZN6ZUNCOM19getComponentManagerEv"));
-    ASSERT_TRUE(entry && registerServices && getter);
-
-    ZUNCOM::ComponentManager manager;
-    EXPECT_EQ(0, entry(&manager));
-    EXPECT_EQ(&manager, getter());
-    EXPECT_EQ(ZUNCOM::kAlreadyExists, registerServices(&manager));
-    // The library stays loaded; its service must not outlive `manager` there.
-    manager.unregisterService("Mp4Service");
 }
 
 }  // namespace

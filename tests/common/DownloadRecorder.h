@@ -17,14 +17,8 @@ public:
         uint64_t bytes;
     };
 
-    void OnDownloadRateChanged(uint64_t bytesDownloaded) override {
-        std::lock_guard<std::mutex> lock(mMutex);
-        mEvents.push_back(Event{false, dash::network::NOT_STARTED, bytesDownloaded});
-    }
-    void OnDownloadStateChanged(dash::network::DownloadState state) override {
-        std::lock_guard<std::mutex> lock(mMutex);
-        mEvents.push_back(Event{true, state, 0});
-    }
+    void OnDownloadRateChanged(uint64_t bytesDownloaded) override { add({false, dash::network::NOT_STARTED, bytesDownloaded}); }
+    void OnDownloadStateChanged(dash::network::DownloadState state) override { add({true, state, 0}); }
 
     std::vector<Event> events() const {
         std::lock_guard<std::mutex> lock(mMutex);
@@ -32,17 +26,13 @@ public:
     }
     std::vector<dash::network::DownloadState> states() const {
         std::vector<dash::network::DownloadState> out;
-        for (const Event& e : events()) {
-            if (e.isState) out.push_back(e.state);
-        }
+        for (const Event& e : events()) if (e.isState) out.push_back(e.state);
         return out;
     }
     // Byte counts reported so far, in order.
     std::vector<uint64_t> counts() const {
         std::vector<uint64_t> out;
-        for (const Event& e : events()) {
-            if (!e.isState) out.push_back(e.bytes);
-        }
+        for (const Event& e : events()) if (!e.isState) out.push_back(e.bytes);
         return out;
     }
     uint64_t lastCount() const {
@@ -51,6 +41,10 @@ public:
     }
 
 private:
+    void add(const Event& e) {
+        std::lock_guard<std::mutex> lock(mMutex);
+        mEvents.push_back(e);
+    }
     mutable std::mutex mMutex;
     std::vector<Event> mEvents;
 };

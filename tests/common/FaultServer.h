@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -14,33 +13,25 @@ namespace velar_test {
 // The fault-injecting HTTP server (tests/servers/fault_server.py, Python standard library) on a
 // free port of 127.0.0.1, for the length of a test. The behaviour of a request is chosen by its
 // query (?size=N&status=503&times=2, see the script's help for reset, truncate, stall, rate, delay,
-// redirect, norange) or by the control file, which maps URL paths to the same parameters and is
-// read on every request.
+// redirect, norange) or by the control file, which maps URL paths to the same parameters.
 class FaultServer {
 public:
     // `root`: folder whose files are served (empty: generated bodies only). Throws
     // std::runtime_error when the server does not report its port within 10 s.
     explicit FaultServer(const std::string& root = std::string());
-    ~FaultServer();
-    FaultServer(const FaultServer&) = delete;
-    FaultServer& operator=(const FaultServer&) = delete;
 
-    uint16_t port() const { return mPort; }
     // "http://127.0.0.1:PORT/" followed by `pathAndQuery` (a leading '/' is not doubled).
     std::string url(const std::string& pathAndQuery) const;
-
     // Replaces the control file with `json` (an object: path -> parameters), atomically.
     void setControl(const std::string& json);
-    // Requests received so far for `path` (any query).
-    size_t requestCount(const std::string& path) const;
-    // The Range headers of those requests, in order ("" for none).
+    // The Range headers ("" for none) of the requests received so far for `path`, in order.
     std::vector<std::string> requestRanges(const std::string& path) const;
 
     // The generated body the server sends for ?size=: bytes [first, first + count).
     static std::vector<uint8_t> generatedBytes(uint64_t first, uint64_t count);
 
 private:
-    ScratchDir mFolder{"faultserver"};  // control file and request log; outlives the process
+    ScratchDir mFolder{"faultserver"};  // control file and logs; outlives the process
     uint16_t mPort = 0;
     std::unique_ptr<ChildProcess> mProcess;
 };

@@ -17,12 +17,9 @@
 
 namespace velar_test {
 
-// Base of the network tests. It owns the loopback servers they talk to (started on first use,
-// stopped when the test process ends), gives time-outs short enough for loopback, and runs one
-// download to its end keeping everything it showed.
-//
-// The nginx site: media/blob.bin (blob(), an odd size so that no buffer boundary lines up),
-// media/small.txt ("velar"), media/empty.bin and seg/s0.m4s ... seg/s19.m4s (segment(i)).
+// Base of the network tests: the loopback servers (started on first use, stopped when the test
+// process ends), time-outs short enough for loopback, and one download run to its end.
+// The nginx site: blob.bin (blob(), an odd size so that no buffer boundary lines up) and empty.bin.
 class NetworkTest : public ::testing::Test {
 public:
     static constexpr size_t kBlobSize = 3 * 1024 * 1024 + 17;
@@ -57,65 +54,36 @@ public:
         const auto start = std::chrono::steady_clock::now();
         EXPECT_TRUE(d.StartDownload());
         EXPECT_TRUE(d.WaitForCompletion(30000)) << url;
-        Run r;
-        r.elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(
-            std::chrono::steady_clock::now() - start);
-        r.state = d.GetState();
-        r.status = d.GetHttpStatus();
-        r.bytes = d.GetBytes();
-        r.error = d.GetErrorText();
-        r.states = recorder.states();
-        r.counts = recorder.counts();
-        return r;
+        const auto elapsed = std::chrono::steady_clock::now() - start;
+        return Run{d.GetState(), d.GetHttpStatus(), d.GetBytes(), d.GetErrorText(), recorder.states(),
+                   recorder.counts(), std::chrono::duration_cast<std::chrono::milliseconds>(elapsed)};
     }
 
     static FaultServer& faults() {
         static FaultServer server;
         return server;
     }
-
     // Skips the test when nginx is not installed: call it from SetUp().
     static void requireNginx() {
-        if (!NginxServer::available()) {
-            GTEST_SKIP() << "nginx is not installed";
-        }
+        if (!NginxServer::available()) GTEST_SKIP() << "nginx is not installed";
     }
-    // The nginx site above.
     static NginxServer& nginx() {
-        static Site site;
-        return site.server;
+        static ScratchDir root("net-www");
+        static NginxServer server((root.write("blob.bin", blob()), root.write("empty.bin", ""), root.path()));
+        return server;
     }
     static const std::vector<uint8_t>& blob() {
         static const std::vector<uint8_t> bytes = patternBytes(kBlobSize, 7);
         return bytes;
     }
-    static std::vector<uint8_t> segment(int i) { return patternBytes(20000 + i, 100 + i); }
-
     // True when every count is larger than the one before (a retry resumes, it never recounts).
     static bool growing(const std::vector<uint64_t>& counts) {
-        return std::adjacent_find(counts.begin(), counts.end(), std::greater_equal<uint64_t>()) ==
-               counts.end();
+        return std::adjacent_find(counts.begin(), counts.end(), std::greater_equal<uint64_t>()) == counts.end();
     }
     // `count` bytes of `bytes` from `first`.
     static std::vector<uint8_t> slice(const std::vector<uint8_t>& bytes, size_t first, size_t count) {
-        return std::vector<uint8_t>(bytes.begin() + static_cast<long>(first),
-                                    bytes.begin() + static_cast<long>(first + count));
+        return std::vector<uint8_t>(bytes.begin() + long(first), bytes.begin() + long(first + count));
     }
-
-private:
-    struct Site {
-        ScratchDir root{"net-www"};
-        NginxServer server{fill(root)};
-        static std::string fill(const ScratchDir& dir) {
-            dir.write("media/blob.bin", blob());
-            dir.write("media/small.txt", std::string("velar"));
-            dir.write("media/empty.bin", std::vector<uint8_t>());
-            for (int i = 0; i < 20; ++i) {
-                dir.write("seg/s" + std::to_string(i) + ".m4s", segment(i));
-            }
-            return dir.path();
-        }
-    };
 };
 
 }  // namespace velar_test

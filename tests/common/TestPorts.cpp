@@ -11,53 +11,30 @@ namespace velar_test {
 
 namespace {
 
-sockaddr_in loopback(uint16_t port) {
+// Binds (port 0: any free port, reported back in `port`) or connects a fresh socket.
+bool loopback(uint16_t& port, bool connect) {
+    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in addr{};
     addr.sin_family = AF_INET;
     addr.sin_port = htons(port);
     addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return addr;
+    socklen_t length = sizeof addr;
+    auto* a = reinterpret_cast<sockaddr*>(&addr);
+    const bool ok = fd >= 0 && (connect ? ::connect(fd, a, length) == 0
+                                        : ::bind(fd, a, length) == 0 && ::getsockname(fd, a, &length) == 0);
+    port = ntohs(addr.sin_port);
+    if (fd >= 0) ::close(fd);
+    return ok;
 }
 
 }  // namespace
 
 uint16_t freeLoopbackPort() {
-    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (fd < 0) {
-        throw std::runtime_error("socket() failed");
-    }
-    sockaddr_in addr = loopback(0);
-    socklen_t length = sizeof addr;
-    if (::bind(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0 ||
-        ::getsockname(fd, reinterpret_cast<sockaddr*>(&addr), &length) != 0) {
-        ::close(fd);
-        throw std::runtime_error("cannot bind a loopback port");
-    }
-    ::close(fd);
-    return ntohs(addr.sin_port);
+    uint16_t port = 0;
+    if (!loopback(port, false)) throw std::runtime_error("cannot bind a loopback port");
+    return port;
 }
 
-bool loopbackPortAccepts(uint16_t port) {
-    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (fd < 0) {
-        return false;
-    }
-    sockaddr_in addr = loopback(port);
-    const bool ok = ::connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0;
-    ::close(fd);
-    return ok;
-}
-
-uint16_t refusedLoopbackPort() {
-    // A port that was just free and does not accept now; bound ports of other tests are avoided
-    // by asking the kernel for a fresh one each time.
-    for (int i = 0; i < 20; ++i) {
-        const uint16_t port = freeLoopbackPort();
-        if (!loopbackPortAccepts(port)) {
-            return port;
-        }
-    }
-    throw std::runtime_error("no refused loopback port found");
-}
+bool loopbackPortAccepts(uint16_t port) { return loopback(port, true); }
 
 }  // namespace velar_test

@@ -109,7 +109,7 @@ protected:
     static void SetUpTestSuite() {
         if (!velar_test::NginxServer::available()) return;
         sServer = new velar_test::NginxServer(velar_test::dashFixtures());
-        sExpected = readExpected(sServer->root() + "/expected.json");
+        sExpected = readExpected(velar_test::dashFixtures() + "/expected.json");
     }
     static void TearDownTestSuite() {
         delete sServer;

@@ -18,37 +18,33 @@ TEST(FetchUrl, LocalFilesAndBadRequestsAgreeWithHttpDownload) {
     const struct {
         std::string url;
         std::string range;
-        uint64_t maxBodyBytes;
         size_t first;  // the bytes expected, when there is no error
         size_t count;
         std::string error;
     } cases[] = {
-        {path, "", 300000, 0, 300000, ""},  // exactly at the size limit
-        {"file://" + escaped, "1-", 300000, 1, 299999, ""},
-        {"file://" + escaped, "299999-299999", 300000, 299999, 1, ""},
-        {"file://localhost" + escaped, "1000-270000", 300000, 1000, 269001, ""},
-        {"FILE://" + escaped, "0-999999", 300000, 0, 300000, ""},  // up to the end
-        {path, "", 299999, 0, 0, "body larger than 299999 bytes"},
-        {path, "300000-", 300000, 0, 0,
-         "range 300000- starts beyond the end of " + path + " (300000 bytes)"},
-        {dir.path() + "/missing", "", 300000, 0, 0,
-         "cannot open " + dir.path() + "/missing: No such file or directory"},
-        {dir.path(), "", 300000, 0, 0, "not a regular file: " + dir.path()},
-        {"file://otherhost/x", "", 300000, 0, 0, "file URL with a remote host: file://otherhost/x"},
-        {"ftp://127.0.0.1/x", "", 300000, 0, 0, "unsupported URL scheme in ftp://127.0.0.1/x"},
-        {"http://127.0.0.1:1/x", "abc", 300000, 0, 0, "invalid byte range \"abc\""},
+        {path, "", 0, 300000, ""},  // exactly at the size limit
+        {"file://localhost" + escaped, "299999-299999", 299999, 1, ""},
+        {"FILE://" + escaped, "1000-999999", 1000, 299000, ""},  // up to the end
+        {dir.path() + "/big", "", 0, 0, "body larger than 300000 bytes"},
+        {path, "300000-", 0, 0, "range 300000- starts beyond the end of " + path + " (300000 bytes)"},
+        {dir.path() + "/missing", "", 0, 0, "cannot open " + dir.path() + "/missing: No such file or directory"},
+        {dir.path(), "", 0, 0, "not a regular file: " + dir.path()},
+        {"file://otherhost/x", "", 0, 0, "file URL with a remote host: file://otherhost/x"},
+        {"file:///x%00y", "", 0, 0, "file URL with a NUL byte: file:///x%00y"},
+        {"ftp://127.0.0.1/x", "", 0, 0, "unsupported URL scheme in ftp://127.0.0.1/x"},
+        {"http://127.0.0.1:1/x", "abc", 0, 0, "invalid byte range \"abc\""},
     };
+    dir.write("big", velar_test::patternBytes(300001));
+    DownloadOptions options = NetworkTest::quickOptions();
+    options.maxBodyBytes = 300000;
     for (const auto& c : cases) {
         SCOPED_TRACE(c.url + " " + c.range);
-        DownloadOptions options = NetworkTest::quickOptions();
-        options.maxBodyBytes = c.maxBodyBytes;
         const DownloadState state = c.error.empty() ? COMPLETED : ERROR;
         const NetworkTest::Run r = NetworkTest::run(c.url, c.range, options);
         EXPECT_EQ(state, r.state);
         EXPECT_EQ(c.error, r.error);
         EXPECT_EQ(NetworkTest::slice(bytes, c.first, c.count), r.bytes);
         EXPECT_EQ((std::vector<DownloadState>{IN_PROGRESS, state}), r.states);
-        EXPECT_EQ(c.count, r.counts.empty() ? 0 : r.counts.back());
         if (c.range.empty()) {
             std::vector<uint8_t> out = {9};  // replaced, never appended to
             std::string error = "stale";
@@ -60,22 +56,16 @@ TEST(FetchUrl, LocalFilesAndBadRequestsAgreeWithHttpDownload) {
 }
 
 TEST(FetchUrl, HttpsVerifiesTheCertificateUnlessToldNotTo) {
-    NetworkTest::requireNginx();
-    if (::testing::Test::IsSkipped()) {
-        return;
-    }
+    if (!velar_test::NginxServer::available()) GTEST_SKIP() << "nginx is not installed";
     velar_test::ScratchDir root("net-tls");
     root.write("a.mpd", std::string("<MPD/>"));
-    velar_test::NginxServer::Options tls;
-    tls.tls = true;
-    velar_test::NginxServer server(root.path(), tls);
+    velar_test::NginxServer server(root.path(), true);
     ASSERT_EQ(0u, server.url("a.mpd").rfind("https://", 0));
     std::vector<uint8_t> out;
     std::string error;
-    // The certificate is self-signed: verification, on by default, refuses it (without retries).
+    // The certificate is self-signed: verification, on by default, refuses it.
     EXPECT_FALSE(FetchUrl(server.url("a.mpd"), out, error, NetworkTest::quickOptions()));
     EXPECT_NE(std::string::npos, error.find("certificate")) << error;
-    ASSERT_TRUE(server.waitForRequests(0));
     EXPECT_TRUE(server.requests().empty());
     DownloadOptions insecure = NetworkTest::quickOptions();
     insecure.verifyTls = false;

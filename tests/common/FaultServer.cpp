@@ -14,9 +14,8 @@ FaultServer::FaultServer(const std::string& root) {
     const std::string& folder = mFolder.path();
     std::ofstream(folder + "/requests.log").close();
     mProcess = std::make_unique<ChildProcess>(
-        std::vector<std::string>{"python3", VELAR_SOURCE_DIR "/tests/servers/fault_server.py", "--control",
-                                 folder + "/control.json", "--log", folder + "/requests.log", "--root",
-                                 root.empty() ? "" : fs::absolute(root).string()},
+        std::vector<std::string>{"python3", VELAR_SOURCE_DIR "/tests/servers/fault_server.py", "--log",
+                                 folder + "/requests.log", "--root", root.empty() ? "" : fs::absolute(root).string()},
         folder + "/stdout.log", folder + "/stderr.log");
     // The script prints "PORT n" once it listens.
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
@@ -35,11 +34,6 @@ FaultServer::FaultServer(const std::string& root) {
 std::string FaultServer::url(const std::string& pathAndQuery) const {
     return "http://127.0.0.1:" + std::to_string(mPort) + "/" +
            pathAndQuery.substr(!pathAndQuery.empty() && pathAndQuery[0] == '/');
-}
-
-void FaultServer::setControl(const std::string& json) {
-    std::ofstream(mFolder.path() + "/control.json.tmp", std::ios::trunc) << json;
-    fs::rename(mFolder.path() + "/control.json.tmp", mFolder.path() + "/control.json");
 }
 
 std::vector<std::string> FaultServer::requestRanges(const std::string& path) const {

@@ -13,7 +13,7 @@ namespace velar_test {
 // The fault-injecting HTTP server (tests/servers/fault_server.py, Python standard library) on a
 // free port of 127.0.0.1, for the length of a test. The behaviour of a request is chosen by its
 // query (?size=N&status=503&times=2, see the script's help for reset, truncate, stall, rate, delay,
-// redirect, norange) or by the control file, which maps URL paths to the same parameters.
+// redirect, norange).
 class FaultServer {
 public:
     // `root`: folder whose files are served (empty: generated bodies only). Throws
@@ -22,8 +22,6 @@ public:
 
     // "http://127.0.0.1:PORT/" followed by `pathAndQuery` (a leading '/' is not doubled).
     std::string url(const std::string& pathAndQuery) const;
-    // Replaces the control file with `json` (an object: path -> parameters), atomically.
-    void setControl(const std::string& json);
     // The Range headers ("" for none) of the requests received so far for `path`, in order.
     std::vector<std::string> requestRanges(const std::string& path) const;
 
@@ -31,7 +29,7 @@ public:
     static std::vector<uint8_t> generatedBytes(uint64_t first, uint64_t count);
 
 private:
-    ScratchDir mFolder{"faultserver"};  // control file and logs; outlives the process
+    ScratchDir mFolder{"faultserver"};  // logs; outlives the process
     uint16_t mPort = 0;
     std::unique_ptr<ChildProcess> mProcess;
 };

@@ -104,28 +104,15 @@ std::vector<std::string> expectedReps(std::map<std::string, std::string>& j, con
     }
 }
 
-class FixtureMpd : public ::testing::TestWithParam<FixtureCase> {
-protected:
-    static void SetUpTestSuite() {
-        if (!velar_test::NginxServer::available()) return;
-        sServer = new velar_test::NginxServer(velar_test::dashFixtures());
-        sExpected = readExpected(velar_test::dashFixtures() + "/expected.json");
-    }
-    static void TearDownTestSuite() {
-        delete sServer;
-        sServer = nullptr;
-    }
-    static velar_test::NginxServer* sServer;
-    static std::map<std::string, std::string> sExpected;
-};
-velar_test::NginxServer* FixtureMpd::sServer = nullptr;
-std::map<std::string, std::string> FixtureMpd::sExpected;
+class FixtureMpd : public ::testing::TestWithParam<FixtureCase> {};
 
 TEST_P(FixtureMpd, OpensOverHttpAsExpected) {
-    if (sServer == nullptr) GTEST_SKIP() << "nginx is not installed";
-    ASSERT_FALSE(sExpected.empty());
+    if (!velar_test::NginxServer::available()) GTEST_SKIP() << "nginx is not installed";
+    static velar_test::NginxServer server(velar_test::dashFixtures());
+    static std::map<std::string, std::string> expected = readExpected(velar_test::dashFixtures() + "/expected.json");
+    ASSERT_FALSE(expected.empty());
     const FixtureCase& c = GetParam();
-    auto mpd = dash::CreateDashManager()->Open(sServer->url(c.mpd));
+    auto mpd = dash::CreateDashManager()->Open(server.url(c.mpd));
     ASSERT_NE(nullptr, mpd);
     ASSERT_EQ(1u, mpd->GetPeriods().size());
     const std::string source = c.source;
@@ -157,11 +144,11 @@ TEST_P(FixtureMpd, OpensOverHttpAsExpected) {
             EXPECT_FALSE(s->GetBytes().empty());
         }
     }
-    EXPECT_EQ(expectedReps(sExpected, c, *sServer), reps);
+    EXPECT_EQ(expectedReps(expected, c, server), reps);
 
     std::vector<std::string> expectedProtection;
     if (std::string(c.name) == "Protected") {
-        std::map<std::string, std::string>& j = sExpected;
+        std::map<std::string, std::string>& j = expected;
         const std::string cenc = "urn:mpeg:dash:mp4protection:2011 kid=" + j["kid"];
         const std::string wv = "urn:uuid:" + j["widevine"] + " cenc:pssh=" + j["protected/widevine pssh"];
         expectedProtection = {"video " + cenc, "video urn:uuid:" + j["playready"] + " mspr:pro=" + j["protected/mspr:pro"] +

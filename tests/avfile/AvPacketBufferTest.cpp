@@ -5,9 +5,11 @@
 #include <atomic>
 #include <chrono>
 #include <memory>
+#include <string>
 #include <thread>
 #include <vector>
 
+#include "mpeg4_parsing/PackHeader.h"
 #include "platform/ContigMemBuffer.h"
 #include "tests/common/LogCapture.h"
 #include "tests/common/WaitFor.h"
@@ -16,13 +18,12 @@ namespace {
 
 using Bytes = std::vector<uint8_t>;
 
-const Bytes kPackHeader = {
-    0x00, 0x00, 0x01, 0xBA,  // pack_start_code
-    0x44, 0x00, 0x04, 0x00,  // SCR 0 with its markers
-    0x04, 0x01,              // SCR 0, SCR_extension 0, markers
-    0xFF, 0xFF, 0xFF,        // program_mux_rate all ones, markers
-    0x00,                    // reserved bits 0, no stuffing
-};
+// The pack header's bytes are spelled in its own test.
+const Bytes kPackHeader = [] {
+    Bytes header(14);
+    ISO::PackHeader().write(header.data());
+    return header;
+}();
 
 // A packet buffer over a 32-byte ring (its staging memory keeps the default 64 KiB).
 class AvPacketBufferTest : public ::testing::Test {
@@ -60,15 +61,18 @@ protected:
     std::atomic<bool> written{false};
 };
 
+// Each packet is committed whole; a packet that can never fit is logged and forgotten.
 TEST_F(AvPacketBufferTest, StagesAndCommitsEachPacketWhole) {
+    velar_test::LogCapture log;
     write({1, 2, 3}, false);  // a header...
     EXPECT_EQ(0u, ring->size());
     write({4, 5}, true);  // ...and its payload
     EXPECT_EQ((Bytes{1, 2, 3, 4, 5}), drain());
+    write(Bytes(40, 0x11), true);  // no wait
+    EXPECT_EQ(std::vector<std::string>{"Failed to write data."}, log.messages());
     write({6}, true);  // the next packet starts at the beginning of the staging memory again
     packets.writeData(nullptr, 0, true);  // a flush with nothing staged commits nothing
     EXPECT_EQ(Bytes{6}, drain());
-    EXPECT_EQ(6u, ring->totalWritten());
 }
 
 TEST_F(AvPacketBufferTest, DiscardingDropsWritesAndLeavingItStartsWithAPackHeader) {
@@ -85,14 +89,6 @@ TEST_F(AvPacketBufferTest, DiscardingDropsWritesAndLeavingItStartsWithAPackHeade
     Bytes expected = kPackHeader;
     expected.insert(expected.end(), {0xA1, 0xA2, 0xB1});
     EXPECT_EQ(expected, drain());
-}
-
-TEST_F(AvPacketBufferTest, ShortCommitIsLoggedAndForgotten) {
-    velar_test::LogCapture log;
-    write(Bytes(40, 0x11), true);  // can never fit the ring: no wait
-    EXPECT_EQ(std::vector<std::string>{"Failed to write data."}, log.messages());
-    write({1, 2, 3}, true);
-    EXPECT_EQ((Bytes{1, 2, 3}), drain());
 }
 
 TEST_F(AvPacketBufferTest, BlocksWhileTheRingIsFullThenCommitsWhole) {

@@ -5,7 +5,6 @@
 #include <chrono>
 #include <future>
 #include <map>
-#include <new>
 #include <sstream>
 #include <stdexcept>
 
@@ -51,7 +50,6 @@ const std::map<std::string, Read> kReads = {
     {"audio", [](avfile::AvSample& s) { return Parts::deliver(false, s); }},
     {"wait", [](avfile::AvSample&) { return AvStatus::NotEnoughData; }},
     {"eof", [](avfile::AvSample&) { return AvStatus::EndOfFile; }},
-    {"status9", [](avfile::AvSample&) { return AvStatus(9); }},
     {"read:throw",
      [](avfile::AvSample&) -> AvStatus { throw avfile::AvParseErrorException("truncated moof"); }},
     {"read:42", [](avfile::AvSample&) -> AvStatus { throw 42; }},
@@ -60,18 +58,16 @@ const std::map<std::string, std::function<bool()>> kSeeks = {
     {"pos", [] { return true; }},
     {"pos:false", [] { return false; }},
     {"pos:throw", []() -> bool { throw avfile::AvFileNotFoundException("segment is gone"); }},
-    {"pos:alloc", []() -> bool { throw std::bad_alloc(); }},
 };
 
 // A streamer driven by a script of words, each one host call or one step():
 //   nofeeders                  before the first positioning: no codec gets a feeder
-//   pos, pos:false, pos:throw, pos:alloc
-//                              setPosition(5000), jumpToTime answering true, false, throwing
-//                              AvFileNotFoundException, throwing std::bad_alloc
+//   pos, pos:false, pos:throw  setPosition(5000), jumpToTime answering true, false, throwing
+//                              AvFileNotFoundException
 //   keypos                     setPosition(5000) with the key-frame filter
-//   video, audio, wait, eof, status9, read:throw, read:42
-//                              step() whose read gives a sample, NotEnoughData, EndOfFile, an
-//                              undefined status, or throws AvParseErrorException or an int
+//   video, audio, wait, eof, read:throw, read:42
+//                              step() whose read gives a sample, NotEnoughData, EndOfFile, or
+//                              throws AvParseErrorException or an int
 //   video:throw                step() whose feeder throws: it must leave step ("escaped")
 //   video+stop, video+pos      step() during whose feeding the host calls stop / setPosition(5000)
 //   stop                       stop(), from another thread
@@ -81,7 +77,6 @@ struct Script {
     const char* words;
     std::string journal;  // entries joined by ", "
     AvStreamerState end;
-    J logged = {};
 };
 
 void PrintTo(const Script& s, std::ostream* os) { *os << s.words; }
@@ -143,10 +138,6 @@ TEST_P(AvStreamerScriptTest, Plays) {
     EXPECT_EQ(thrower.heard.size(), log.count("onAvStateChanged failed") +
                                         log.count("onAvTracks failed") +
                                         log.count("onAvError failed"));
-    size_t changeLines = 0;  // one per real change, none for a repeated state
-    for (const std::string& m : log.messages()) changeLines += m.rfind("Changing state from", 0) == 0;
-    EXPECT_EQ(log.count("onAvStateChanged failed"), changeLines);
-    for (const std::string& line : GetParam().logged) EXPECT_TRUE(log.contains(line)) << line;
 }
 
 const std::string kStart = "Starting, tracks, filter 0, discard, ";
@@ -157,14 +148,11 @@ INSTANTIATE_TEST_SUITE_P(
     Scripts, AvStreamerScriptTest,
     ::testing::Values(
         Script{"FirstPositionIgnoresItsPosition", "pos video video",
-               kStart + "resume, Playing, avc1 2, avc1 2", AvStreamerState::Playing,
-               {"Changing state from Initializing to Starting"}},
+               kStart + "resume, Playing, avc1 2, avc1 2", AvStreamerState::Playing},
         Script{"NoTrackWithAFeederIsAnError", "nofeeders pos video", "Starting, Error, refused",
                AvStreamerState::Error},
         Script{"ReadStatusDecidesTheState", "pos wait wait video eof video",
                kStart + "resume, Buffering, Playing, avc1 2, EndOfFile", AvStreamerState::EndOfFile},
-        Script{"UndefinedStatusLeavesTheState", "pos status9", kStart + "resume",
-               AvStreamerState::Starting, {"Unknown state Unknown"}},
         Script{"PlayingSeeksThroughBuffering", "pos video pos wait",
                kStart + "resume, Playing, avc1 2, Buffering, " + kSeek + "resume",
                AvStreamerState::Buffering},
@@ -176,21 +164,16 @@ INSTANTIATE_TEST_SUITE_P(
                    "resume, Playing, avc1 2",
                AvStreamerState::Playing},
         Script{"SeekAnsweringFalseStillPositions", "pos pos:false video",
-               kStart + "Buffering, " + kSeek + "resume, Playing, avc1 2", AvStreamerState::Playing,
-               {"jumpToTime to 5000 ms failed"}},
+               kStart + "Buffering, " + kSeek + "resume, Playing, avc1 2", AvStreamerState::Playing},
         Script{"SeekExceptionIsAnError", "pos video pos:throw video",
                kStart + "resume, Playing, avc1 2, Buffering, seek 2 5000, error 6 segment is gone, "
                         "Error, refused",
-               AvStreamerState::Error, {"Hit error segment is gone"}},
-        Script{"OtherSeekExceptionIsAnErrorWithoutCallback", "pos pos:alloc",
-               kStart + "Buffering, seek 2 5000, Error, refused", AvStreamerState::Error,
-               {"Hit unknown error"}},
+               AvStreamerState::Error},
         Script{"ReadExceptionIsAnError", "pos read:throw video",
-               kStart + "resume, error 3 truncated moof, Error", AvStreamerState::Error,
-               {"Hit error truncated moof"}},
+               kStart + "resume, error 3 truncated moof, Error", AvStreamerState::Error},
         Script{"ErrorSeeksStraightThroughBuffering", "pos read:42 pos video",
                kStart + "resume, Error, Buffering, " + kSeek + "resume, Playing, avc1 2",
-               AvStreamerState::Playing, {"Hit unknown error"}},
+               AvStreamerState::Playing},
         Script{"KeyFrameFilterHoldsAfterVideoOnly", "keypos audio video video",
                kKeyStart + "resume, Playing, aac 1, avc1 2, KeyframeSent",
                AvStreamerState::KeyframeSent},

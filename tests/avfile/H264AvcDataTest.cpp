@@ -45,13 +45,6 @@ TEST(H264AvcDataTest, KeepsPrefixWidthSpsAndEveryPps) {
               data.mPps);
 }
 
-TEST(H264AvcDataTest, SpsShorterThanFourBytesThrowsOutOfRange) {
-    const Bytes bytes = {0x01, 0x64, 0x00, 0x1F, 0xFF, 0xE1,  // header, one SPS
-                         0x00, 0x02, 0x67, 0x64,              // SPS of two bytes
-                         0x01, 0x00, 0x01, 0x68};             // one PPS
-    EXPECT_THROW(avfile::H264AvcData{bytes}, std::out_of_range);
-}
-
 // One row per rule: the record, the refusal (nullptr: accepted), every log line, and for an
 // accepted record the level_idc left in the SPS.
 struct Case {

@@ -172,8 +172,7 @@ TEST(AvFileFfmpegMemoryTest, DeliversAndSeeksAsTheFileOnDisk) {
     AvStatus diskLast, last;
     velar_test::expectSameSamples(readSamples(onDisk, diskLast), readSamples(memory, last));
     EXPECT_EQ(AvStatus::EndOfFile, last);
-    ASSERT_TRUE(onDisk.jumpToTime(0, 1500));
-    ASSERT_TRUE(memory.jumpToTime(0, 1500));
+    ASSERT_TRUE(onDisk.jumpToTime(0, 1500) && memory.jumpToTime(0, 1500));
     velar_test::expectSameSamples(readSamples(onDisk, diskLast, 10), readSamples(memory, last, 10));
 }
 

@@ -25,19 +25,18 @@ public:
     }
 
     // Drains the ring and splits it into units; throws std::runtime_error on bytes that are not
-    // a pack header or a PES packet, or on a unit cut short.
+    // a whole pack header or PES packet.
     std::vector<std::vector<uint8_t>> drainUnits() {
         const std::vector<uint8_t> bytes = drain();
         std::vector<std::vector<uint8_t>> units;
         for (size_t pos = 0; pos < bytes.size();) {
-            if (bytes.size() - pos < 6 || bytes[pos] != 0 || bytes[pos + 1] != 0 ||
-                bytes[pos + 2] != 1) {
-                throw std::runtime_error("no start code in the ring output");
-            }
-            const size_t length =
-                bytes[pos + 3] == 0xBA ? 14 : 6 + ((size_t(bytes[pos + 4]) << 8) | bytes[pos + 5]);
-            if (bytes.size() - pos < length) {
-                throw std::runtime_error("unit cut short in the ring output");
+            const size_t length = bytes.size() - pos < 6 ? 0
+                                  : bytes[pos + 3] == 0xBA
+                                      ? 14
+                                      : 6 + ((size_t(bytes[pos + 4]) << 8) | bytes[pos + 5]);
+            if (length == 0 || bytes.size() - pos < length || bytes[pos] != 0 ||
+                bytes[pos + 1] != 0 || bytes[pos + 2] != 1) {
+                throw std::runtime_error("no whole pack header or PES packet in the ring output");
             }
             units.emplace_back(bytes.begin() + pos, bytes.begin() + pos + length);
             pos += length;

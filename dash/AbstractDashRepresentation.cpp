@@ -1,0 +1,76 @@
+#include "dash/AbstractDashRepresentation.h"
+
+#include <limits>
+
+#include "dash/DashUtil.h"
+#include "platform/zun_log.h"
+
+ZUN_LOG_SOURCE("dash/AbstractDashRepresentation")
+
+namespace dash {
+
+AbstractDashRepresentation::AbstractDashRepresentation(std::shared_ptr<DashSegmentLocation> location)
+    : mData(std::make_shared<DashRepresentationData>()), mLocation(std::move(location)), mLive(false) {}
+
+std::shared_ptr<DashRepresentationData> AbstractDashRepresentation::getData() const {
+    return mData;
+}
+
+void AbstractDashRepresentation::initRepresentation(std::shared_ptr<mpd::IMPD> mpd,
+                                                    const mpd::IAdaptationSet& adaptationSet,
+                                                    const mpd::IRepresentation& representation,
+                                                    const std::vector<mpd::IBaseUrl*>& baseUrls) {
+    DashUtil::throwIfTrue(mpd == nullptr, FAIL_INVALID_REP, "Unknown reason");
+    mData->id = representation.GetId();
+    mData->resolution = representation.GetHeight();
+    mData->bandwidth = representation.GetBandwidth();
+    mData->baseUrls = DashUtil::addBaseURLs(baseUrls, representation.GetBaseURLs());
+    const std::string& lang = adaptationSet.GetLang();
+    mData->language = lang.empty() ? "eng" : lang;
+    mLive = DashUtil::isMPDLive(mpd);
+}
+
+void AbstractDashRepresentation::setInitBuffer(const std::vector<uint8_t>& buffer) {
+    mData->initBuffer = buffer;
+    mData->hasInitBuffer = true;
+}
+
+void AbstractDashRepresentation::updateRepData(const mpd::ISegment* segment) {
+    mLocation->endReached = false;
+    mLocation->beginReached = false;
+    if (mData->currentSegmentTimeMs >= mData->lastSegmentTimeMs) {
+        if (mLive) {
+            ZUN_LOG(0, "Slow network, all segments consumed");
+        } else {
+            mLocation->endReached = true;
+        }
+    }
+    if (mData->currentSegmentTimeMs <= mData->firstSegmentTimeMs) {
+        mLocation->beginReached = true;
+    }
+    if (segment == nullptr) {
+        ZUN_LOG(0, "Possible error or slow network, segment is nullptr");
+    }
+}
+
+uint64_t AbstractDashRepresentation::saturatingMultiply(uint64_t a, uint64_t b) {
+    uint64_t product = 0;
+    return __builtin_mul_overflow(a, b, &product) ? std::numeric_limits<uint64_t>::max() : product;
+}
+
+uint64_t AbstractDashRepresentation::saturatingAdd(uint64_t a, uint64_t b) {
+    uint64_t sum = 0;
+    return __builtin_add_overflow(a, b, &sum) ? std::numeric_limits<uint64_t>::max() : sum;
+}
+
+uint64_t AbstractDashRepresentation::saturatingToU64(double value) {
+    if (!(value >= 0.0)) {
+        return 0;
+    }
+    if (value >= 18446744073709551616.0) {
+        return std::numeric_limits<uint64_t>::max();
+    }
+    return static_cast<uint64_t>(value);
+}
+
+}  // namespace dash

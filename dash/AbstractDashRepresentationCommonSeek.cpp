@@ -1,0 +1,34 @@
+#include "dash/AbstractDashRepresentationCommonSeek.h"
+
+#include "platform/zun_log.h"
+
+// The seek logs belong to the representation base's log source.
+ZUN_LOG_SOURCE("dash/AbstractDashRepresentation")
+
+namespace dash {
+
+AbstractDashRepresentationCommonSeek::AbstractDashRepresentationCommonSeek(
+    std::shared_ptr<DashSegmentLocation> location)
+    : AbstractDashRepresentation(std::move(location)) {}
+
+uint64_t AbstractDashRepresentationCommonSeek::seek(uint64_t positionMs) {
+    mLocation->endReached = false;
+    mLocation->beginReached = false;
+    uint64_t segmentDurationMs = 0;
+    const SeekPosition result = findSegmentNumber(positionMs, mLocation->segmentNumber, segmentDurationMs);
+    if (result == PastEnd && !mLive) {
+        ZUN_LOG(0, "Attempted to seek/find past end of segment list");
+        mLocation->endReached = true;
+    } else if (result == BeforeStart) {
+        ZUN_LOG(0, "Attempted to seek/find before start of segment list");
+        mLocation->beginReached = true;
+    }
+    return positionMs;
+}
+
+bool AbstractDashRepresentationCommonSeek::findSegmentPosition(uint64_t& positionMs, uint64_t& segmentDurationMs) {
+    uint64_t segmentNumber = 0;
+    return findSegmentNumber(positionMs, segmentNumber, segmentDurationMs) == InRange;
+}
+
+}  // namespace dash

@@ -24,8 +24,9 @@ public:
     // describe the (clamped) segment in every case.
     bool findSegmentPosition(uint64_t& positionMs, uint64_t& segmentDurationMs) override;
 
-    // Clamps positionMs into [firstSegmentTimeMs, lastSegmentTimeMs], moves it to the start of
-    // the segment holding it and writes that segment's number and duration (ms). Pure.
+    // Moves positionMs to the start of the segment holding it and writes that segment's number and
+    // duration (ms): BeforeStart (clamped to the first segment) before firstSegmentTimeMs, PastEnd
+    // (clamped to the last segment) at or after the end of the last segment, else InRange. Pure.
     virtual SeekPosition findSegmentNumber(uint64_t& positionMs, uint64_t& segmentNumber,
                                            uint64_t& segmentDurationMs) const = 0;
 };

@@ -55,7 +55,8 @@ SeekPosition DashSegmentList::findSegmentNumber(uint64_t& positionMs, uint64_t& 
         positionMs = mData->firstSegmentTimeMs;
         result = BeforeStart;
     }
-    if (positionMs > mData->lastSegmentTimeMs) {
+    // Past the end means at or after the end of the last segment; a time inside it is in range.
+    if (positionMs > mData->lastSegmentTimeMs && positionMs - mData->lastSegmentTimeMs >= mData->segmentDurationMs) {
         positionMs = mData->lastSegmentTimeMs;
         result = PastEnd;
     }

@@ -22,6 +22,9 @@ namespace dash {
 // the list makes getNextSegment throw std::out_of_range (stepping back from 0 wraps the number).
 //
 // Decisions:
+// - Seeking: a time inside the last segment (after its start, before its end) is InRange and lands
+//   on its start (37999 ms in ten 4 s segments: segment 9 at 36000, InRange); PastEnd begins at
+//   the end of the last segment.
 // - The whole 64-bit cursor number indexes the list (std::vector::at), so a number beyond 32 bits
 //   throws std::out_of_range like any other number outside the list instead of aliasing the
 //   entry of its low 32 bits. No startNumber is involved in a SegmentList, so no sum can overflow.

@@ -115,7 +115,8 @@ SeekPosition DashSegmentTemplate::findSegmentNumber(uint64_t& positionMs, uint64
         positionMs = mData->firstSegmentTimeMs;
         result = BeforeStart;
     }
-    if (positionMs > mData->lastSegmentTimeMs) {
+    // Past the end means at or after the end of the last segment; a time inside it is in range.
+    if (positionMs > mData->lastSegmentTimeMs && positionMs - mData->lastSegmentTimeMs >= mData->segmentDurationMs) {
         ZUN_LOG(0, "Attempt to seek past end of segments");
         positionMs = mData->lastSegmentTimeMs;
         result = PastEnd;

@@ -29,6 +29,8 @@ namespace dash {
 // first segment when live; a cursor below the first segment is raised to it; otherwise it stays.
 //
 // Decisions (no input divides by 0, wraps or converts out of range):
+// - Seeking: a time inside the last available segment is InRange and lands on its start; PastEnd
+//   (logged "Attempt to seek past end of segments") begins at the end of that segment.
 // - @duration 0 or absent: DashException FAIL_INVALID_REP "Segment template without duration".
 // - Timescale 0 (the manifest library reads an absent or 0 @timescale as 1): DashException
 //   FAIL_INVALID_REP "Timescale is 0".

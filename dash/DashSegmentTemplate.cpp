@@ -93,12 +93,11 @@ std::shared_ptr<mpd::ISegment> DashSegmentTemplate::getInitSegment() const {
 std::shared_ptr<mpd::ISegment> DashSegmentTemplate::getNextSegment(bool forward) {
     const uint64_t index = mLocation->segmentNumber;
     std::shared_ptr<mpd::ISegment> segment;
-    if (mSegmentTemplate != nullptr && index >= mFirstSegment && index <= mLastSegment) {
-        const uint64_t startNumber = mSegmentTemplate->GetStartNumber();
-        if (index <= std::numeric_limits<uint64_t>::max() - startNumber) {
-            segment.reset(mSegmentTemplate->GetMediaSegmentFromNumber(mData->baseUrls, mData->id, mData->bandwidth,
-                                                                      startNumber + index));
-        }
+    const uint64_t startNumber = mSegmentTemplate != nullptr ? mSegmentTemplate->GetStartNumber() : 0;
+    if (mSegmentTemplate != nullptr && index >= mFirstSegment && index <= mLastSegment &&
+        index <= std::numeric_limits<uint64_t>::max() - startNumber) {
+        segment.reset(mSegmentTemplate->GetMediaSegmentFromNumber(mData->baseUrls, mData->id, mData->bandwidth,
+                                                                  startNumber + index));
         mData->currentSegmentTimeMs = saturatingMultiply(index, mData->segmentDurationMs);
         mLocation->segmentNumber = forward ? index + 1 : index - 1;
         mLocation->segmentTime = saturatingMultiply(mLocation->segmentNumber, mData->segmentDurationMs);

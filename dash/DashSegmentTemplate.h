@@ -44,7 +44,7 @@ namespace dash {
 // - Live before the first segment is complete (elapsed < segmentMs): last 0.
 // - Doubles beyond 64 bits saturate, negative ones give 0; ms products saturate.
 // - The URL number startNumber + index is a 64-bit sum (no 32-bit wrap to a wrong number); an
-//   index whose sum would exceed 64 bits yields a null segment.
+//   index whose sum would exceed 64 bits counts as unavailable (null segment, cursor unmoved).
 //
 // The template belongs to the MPD object. Threads: see AbstractDashRepresentation.
 class DashSegmentTemplate : public AbstractDashRepresentationCommonSeek {

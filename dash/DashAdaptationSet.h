@@ -54,7 +54,9 @@ namespace dash {
 // or failed (the observer calls handleCompleteSegment), false at once when there is nothing to
 // download. processCompleteSegment then stores the initialisation bytes in the representation or
 // queues the segment. Queue positions and durations are milliseconds on the presentation time
-// line. seek and setTrickMode reposition the queue and the shared DashSegmentLocation.
+// line. seek and setTrickMode reposition the queue and the shared DashSegmentLocation. A
+// representation that yields no initialisation segment makes downloadNextSegment ask it again, with
+// no end; every addressing scheme yields one.
 //
 // Failures: DashException through DashUtil. No MPD or no Period: FAIL_INVALID_MPD "Unknown reason";
 // a null Representation: FAIL_INVALID_REP "Unknown reason"; nothing passes the filters:

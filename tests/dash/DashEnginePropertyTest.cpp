@@ -83,8 +83,9 @@ std::string randomPresentation(Rng& rng, bool& live) {
         return "type=\"static\"" + (rng.percent(90) ? attribute("mediaPresentationDuration", randomDuration(rng)) : "");
     }
     const int64_t availability = static_cast<int64_t>(rng.below(4000000000ull)) - (rng.percent(5) ? 100000 : 0);
+    const uint64_t after = rng.below(rng.percent(50) ? 600 : 100000000);
     const int64_t publish = availability + (rng.percent(10) ? -static_cast<int64_t>(rng.between(1, 5000))
-                                                            : static_cast<int64_t>(rng.below(rng.percent(50) ? 600 : 100000000)));
+                                                            : static_cast<int64_t>(after));
     std::string text = "type=\"dynamic\"";
     if (rng.percent(90)) text += attribute("availabilityStartTime", dateTime(availability));
     if (rng.percent(90)) text += attribute("publishTime", dateTime(publish));
@@ -175,7 +176,9 @@ void checkTimeline(Rng& rng, const std::string& xml, uint32_t timescale, bool li
         const uint64_t t = DashUtil::convertMsToScaledTime(requestMs, timescale);
         const SeekPosition where = t < first.startTime ? BeforeStart
                                    : t >= last.startTime + last.duration ? PastEnd : InRange;
-        const DashTimelineItem* expected = where == BeforeStart ? &first : where == PastEnd ? &last : firstCovering(timeline, t);
+        const DashTimelineItem* expected = where == BeforeStart ? &first
+                                           : where == PastEnd   ? &last
+                                                                : firstCovering(timeline, t);
 
         const auto before = cursorOf(*rig.location);
         uint64_t position = requestMs;
@@ -236,9 +239,10 @@ TEST(DashEnginePropertyTest, FiftyThousandEntriesWalkForward) {
     std::string s;
     for (uint64_t i = 0; i < kEntries; ++i) s += "<S" + attribute("t", i * 2000) + " d=\"2000\"/>";
     RepresentationRig<DashSegmentTimeline> rig;
-    const std::string xml = representationMpd("type=\"static\" mediaPresentationDuration=\"PT100000S\"",
-                                              "<SegmentTemplate timescale=\"1000\" media=\"t$Time$.m4s\"><SegmentTimeline>" +
-                                                  s + "</SegmentTimeline></SegmentTemplate>" + kRepresentation);
+    const std::string xml =
+        representationMpd("type=\"static\" mediaPresentationDuration=\"PT100000S\"",
+                          "<SegmentTemplate timescale=\"1000\" media=\"t$Time$.m4s\"><SegmentTimeline>" + s +
+                              "</SegmentTimeline></SegmentTemplate>" + kRepresentation);
     const auto start = std::chrono::steady_clock::now();
     rig.init(xml);
     uint64_t walked = 0;
@@ -258,7 +262,8 @@ TEST(DashEnginePropertyTest, RandomTemplates) {
         uint32_t timescale = 1;
         const std::string presentation = randomPresentation(rng, live);
         std::string attributes = " media=\"n$Number$.m4s\"" + randomTimescale(rng, timescale);
-        if (rng.percent(95)) attributes += attribute("duration", rng.percent(50) ? rng.below(10) : rng.below(1ull << 32));
+        const uint64_t duration = rng.percent(50) ? rng.below(10) : rng.below(1ull << 32);
+        if (rng.percent(95)) attributes += attribute("duration", duration);
         const uint64_t startNumber = rng.percent(40) ? 1 : rng.percent(20) ? 4294967295u : rng.below(100000);
         attributes += attribute("startNumber", startNumber);
         RepresentationRig<DashSegmentTemplate> rig;
@@ -271,7 +276,8 @@ TEST(DashEnginePropertyTest, RandomTemplates) {
         ASSERT_GE(segmentMs, 1u);
 
         for (int q = 0; q < 10; ++q) {
-            const uint64_t requestMs = rng.percent(20) ? rng.engine() : rng.below(data->lastSegmentTimeMs + 3 * segmentMs);
+            const uint64_t requestMs =
+                rng.percent(20) ? rng.engine() : rng.below(data->lastSegmentTimeMs + 3 * segmentMs);
             const auto before = cursorOf(*rig.location);
             uint64_t position = requestMs;
             uint64_t duration = 0;
@@ -287,7 +293,8 @@ TEST(DashEnginePropertyTest, RandomTemplates) {
             for (int step = 0; step < 4; ++step) {
                 const uint64_t index = rig.location->segmentNumber;
                 const std::string url = rig.next(forward);
-                EXPECT_TRUE(url.empty() || url == "http://cdn/v/n" + std::to_string(startNumber + index) + ".m4s") << url;
+                const std::string expected = "http://cdn/v/n" + std::to_string(startNumber + index) + ".m4s";
+                EXPECT_TRUE(url.empty() || url == expected) << url;
                 EXPECT_EQ(rig.location->segmentNumber, url.empty() ? index : forward ? index + 1 : index - 1);
             }
         }

@@ -32,10 +32,12 @@ namespace dash {
 //   those of a front-to-back walk (first item in start order that covers the time), overlaps and
 //   gaps included. The index is built once per timeline (O(n)) and shared, like the timeline,
 //   by every DashSegmentTimeline of one cursor, so a timeline written by another representation
-//   of the set is never searched with a stale index.
+//   of the set is never searched with a stale index. It takes 24 bytes per item (at most
+//   DashUtil::kMaxTimelineItems items); the constructor finds it under a process-wide mutex.
 // - Negative repeat (@r -1) of the last S: it runs up to an open end in scaled media time,
 //   @presentationTimeOffset + the first Period's @duration (else @mediaPresentationDuration) on
-//   demand, @presentationTimeOffset + (publish time - availability start) live (the live edge).
+//   demand, @presentationTimeOffset + (publish time - availability start) live (the live edge,
+//   with the Period starting at the availability start).
 //   Without such a value (neither duration, or a publish time before the availability start) the
 //   S counts once. DashUtil bounds the expansion to DashUtil::kMaxTimelineItems items.
 // - Empty timeline (live, waiting for a refresh): seek and findSegmentPosition keep the requested
@@ -71,11 +73,12 @@ public:
     // The item that holds positionMs: writes its start (ms and scaled) and duration (ms).
     SeekPosition findSegment(uint64_t& positionMs, uint64_t& scaledTime, uint64_t& segmentDurationMs) const;
 
+    // The search index of one cursor's timeline, shared by its timeline representations.
     struct TimelineIndex;
 
 private:
     uint64_t openEnd(const std::shared_ptr<mpd::IMPD>& mpd) const;
-    // Index of the first item covering `time` in start order, or false.
+    // The first item in start order that covers `time` (scaled); false in a gap or outside.
     bool findCovering(uint64_t time, uint64_t& startTime, uint32_t& duration) const;
     void rebuildIndex() const;
 

@@ -31,12 +31,20 @@ void requireMpd(const std::shared_ptr<mpd::IMPD>& mpd) {
     DashUtil::throwIfTrue(mpd == nullptr, FAIL_INVALID_MPD, "No MPD");
 }
 
-// Number of items that cover [start, end) in steps of `duration`, at least 1.
-uint64_t itemsUpTo(uint64_t start, uint64_t end, uint32_t duration) {
+// Number of items of `duration` from `start` that cover [start, end), at least 1.
+uint64_t itemsCovering(uint64_t start, uint64_t end, uint32_t duration) {
     if (duration == 0 || end <= start) {
         return 1;
     }
     return (end - start + duration - 1) / duration;
+}
+
+// Number of items of `duration` from `start` that end by `end`, at least 1.
+uint64_t itemsEndingBy(uint64_t start, uint64_t end, uint32_t duration) {
+    if (duration == 0 || end <= start || (end - start) / duration == 0) {
+        return 1;
+    }
+    return (end - start) / duration;
 }
 
 void logTimelines(const char* heading, const std::vector<mpd::ITimeline*>& timelines, size_t from, size_t to) {
@@ -259,13 +267,12 @@ std::set<DashTimelineItem> DashUtil::getTimeVectorFromTimelines(const std::vecto
             repeats = static_cast<uint64_t>(r);
         } else {
             // Open-ended repeat: up to the next S's own start, else (last S) up to openEnd.
-            uint64_t end = 0;
             if (i + 1 < timelines.size()) {
-                end = timelines[i + 1] != nullptr ? timelines[i + 1]->GetStartTime() : 0;
+                const uint64_t next = timelines[i + 1] != nullptr ? timelines[i + 1]->GetStartTime() : 0;
+                repeats = itemsCovering(t, next, d) - 1;
             } else {
-                end = openEnd;
+                repeats = itemsEndingBy(t, openEnd, d) - 1;
             }
-            repeats = itemsUpTo(t, end, d) - 1;
         }
         if (repeats > kMaxTimelineItems - made - 1) {
             ZUN_LOG(0, "Timeline truncated to %u items", kMaxTimelineItems);

@@ -81,9 +81,10 @@ public:
     // Expands S elements into items (scaled times). An S without t (or t=0) starts at the start of
     // the previous S's last item, not its end; its first item is then a duplicate that the set
     // drops while count and totalDuration still include it.
-    // Guards (the schema's r="-1" and hostile input): a negative repeat runs up to the next S's t,
-    // or for the last S up to `openEnd` (scaled; the caller's period end or live edge), and counts
-    // once when neither is known or d is 0. At most kMaxTimelineItems items are made; the rest is
+    // Guards (the schema's r="-1" and hostile input): a negative repeat covers the time up to the
+    // next S's t (the last item may overlap it, so no gap is left), or for the last S makes only the
+    // items that end by `openEnd` (scaled; the caller's period end or live edge, so a live segment
+    // still being written is never listed); it counts once when neither is known or d is 0. At most kMaxTimelineItems items are made; the rest is
     // dropped with a log. Expansion is linear in the number of items (ascending inserts at the end).
     static constexpr uint32_t kMaxTimelineItems = 262144;
     static std::set<DashTimelineItem> getTimeVectorFromTimelines(const std::vector<mpd::ITimeline*>& timelines,

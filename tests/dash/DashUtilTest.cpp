@@ -227,9 +227,10 @@ TEST_F(TimelineTest, ExpansionCarriesTheLastItemsStartOver) {
         {R"(<S t="100" d="10" r="2"/><S d="5"/>)", 0, {100, 110, 120}, 4, 35},
         {R"(<S t="100" d="10" r="2"/><S d="5" r="1"/>)", 0, {100, 110, 120, 125}, 5, 40},
         {R"(<S d="2000"/><S d="2000"/><S t="4000" d="1000"/>)", 0, {0, 4000}, 3, 5000},
-        // r="-1" runs up to the next S's start, or to the caller's end for the last S.
+        // r="-1" covers up to the next S's start; for the last S, items that end by the caller's end.
         {R"(<S t="0" d="10" r="-1"/><S t="35" d="5"/>)", 0, {0, 10, 20, 30, 35}, 5, 45},
-        {R"(<S t="10" d="10" r="-1"/>)", 45, {10, 20, 30, 40}, 4, 40},
+        {R"(<S t="10" d="10" r="-1"/>)", 45, {10, 20, 30}, 3, 30},  // the item ending at 50 is not there yet
+        {R"(<S t="10" d="10" r="-1"/>)", 50, {10, 20, 30, 40}, 4, 40},
         {R"(<S t="10" d="10" r="-1"/>)", 0, {10}, 1, 10},
         {"", 0, {}, 0, 0},
     };

@@ -1,14 +1,14 @@
 # velar: two commands do everything.
 #   make demo   installs what is missing, builds, plays the shipped sample into a program stream
 #   make test   installs, builds and runs every test (plain build, then ASan+UBSan build)
-# Other targets: build, asan, bench, clean.
+# Other targets: build, install, asan, bench, clean.
 
 BUILD      ?= build
 ASAN_BUILD ?= build-asan
 JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
 
-.PHONY: all deps build test test-plain test-asan asan demo bench clean
+.PHONY: all deps build install test test-plain test-asan asan demo bench clean
 
 all: build
 
@@ -32,6 +32,10 @@ test-asan: asan
 	  UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 ctest --output-on-failure -j $(JOBS)
 
 test: test-plain test-asan
+
+# Puts the default DASH settings file at /opt/velar/dash_settings.xml (as root, or through sudo).
+install: build
+	$(if $(filter 0,$(shell id -u)),,sudo) cmake --install $(BUILD)
 
 demo: build
 	bash scripts/demo.sh $(BUILD)

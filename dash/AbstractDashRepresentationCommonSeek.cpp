@@ -31,4 +31,22 @@ bool AbstractDashRepresentationCommonSeek::findSegmentPosition(uint64_t& positio
     return findSegmentNumber(positionMs, segmentNumber, segmentDurationMs) == InRange;
 }
 
+SeekPosition AbstractDashRepresentationCommonSeek::findFixedDurationSegment(uint64_t& positionMs,
+                                                                         uint64_t& segmentNumber,
+                                                                         uint64_t& segmentDurationMs) const {
+    SeekPosition result = InRange;
+    if (positionMs < mData->firstSegmentTimeMs) {
+        positionMs = mData->firstSegmentTimeMs;
+        result = BeforeStart;
+    }
+    if (positionMs > mData->lastSegmentTimeMs && positionMs - mData->lastSegmentTimeMs >= mData->segmentDurationMs) {
+        positionMs = mData->lastSegmentTimeMs;
+        result = PastEnd;
+    }
+    segmentNumber = mData->segmentDurationMs != 0 ? positionMs / mData->segmentDurationMs : 0;
+    segmentDurationMs = mData->segmentDurationMs;
+    positionMs = segmentNumber * mData->segmentDurationMs;
+    return result;
+}
+
 }  // namespace dash

@@ -29,6 +29,13 @@ public:
     // (clamped to the last segment) at or after the end of the last segment, else InRange. Pure.
     virtual SeekPosition findSegmentNumber(uint64_t& positionMs, uint64_t& segmentNumber,
                                            uint64_t& segmentDurationMs) const = 0;
+
+protected:
+    // The search of findSegmentNumber for segments of one fixed duration (segmentDurationMs)
+    // between firstSegmentTimeMs and the end of the segment at lastSegmentTimeMs. A time inside the
+    // last segment is InRange. Before initRepresentation (duration 0) it answers the first segment.
+    SeekPosition findFixedDurationSegment(uint64_t& positionMs, uint64_t& segmentNumber,
+                                          uint64_t& segmentDurationMs) const;
 };
 
 }  // namespace dash

@@ -50,21 +50,7 @@ std::shared_ptr<mpd::ISegment> DashSegmentList::getNextSegment(bool forward) {
 
 SeekPosition DashSegmentList::findSegmentNumber(uint64_t& positionMs, uint64_t& segmentNumber,
                                                 uint64_t& segmentDurationMs) const {
-    SeekPosition result = InRange;
-    if (positionMs < mData->firstSegmentTimeMs) {
-        positionMs = mData->firstSegmentTimeMs;
-        result = BeforeStart;
-    }
-    // Past the end means at or after the end of the last segment; a time inside it is in range.
-    if (positionMs > mData->lastSegmentTimeMs && positionMs - mData->lastSegmentTimeMs >= mData->segmentDurationMs) {
-        positionMs = mData->lastSegmentTimeMs;
-        result = PastEnd;
-    }
-    // Before initRepresentation the duration is 0: answer the first segment.
-    segmentNumber = mData->segmentDurationMs != 0 ? positionMs / mData->segmentDurationMs : 0;
-    segmentDurationMs = mData->segmentDurationMs;
-    positionMs = segmentNumber * mData->segmentDurationMs;
-    return result;
+    return findFixedDurationSegment(positionMs, segmentNumber, segmentDurationMs);
 }
 
 }  // namespace dash

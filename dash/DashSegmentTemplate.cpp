@@ -108,22 +108,12 @@ std::shared_ptr<mpd::ISegment> DashSegmentTemplate::getNextSegment(bool forward)
 
 SeekPosition DashSegmentTemplate::findSegmentNumber(uint64_t& positionMs, uint64_t& segmentNumber,
                                                     uint64_t& segmentDurationMs) const {
-    SeekPosition result = InRange;
-    if (positionMs < mData->firstSegmentTimeMs) {
+    const SeekPosition result = findFixedDurationSegment(positionMs, segmentNumber, segmentDurationMs);
+    if (result == BeforeStart) {
         ZUN_LOG(0, "Attempt to seek past beginning of segments");
-        positionMs = mData->firstSegmentTimeMs;
-        result = BeforeStart;
-    }
-    // Past the end means at or after the end of the last segment; a time inside it is in range.
-    if (positionMs > mData->lastSegmentTimeMs && positionMs - mData->lastSegmentTimeMs >= mData->segmentDurationMs) {
+    } else if (result == PastEnd) {
         ZUN_LOG(0, "Attempt to seek past end of segments");
-        positionMs = mData->lastSegmentTimeMs;
-        result = PastEnd;
     }
-    // Before initRepresentation the duration is 0: answer the first segment.
-    segmentNumber = mData->segmentDurationMs != 0 ? positionMs / mData->segmentDurationMs : 0;
-    segmentDurationMs = mData->segmentDurationMs;
-    positionMs = segmentNumber * mData->segmentDurationMs;
     return result;
 }
 

@@ -317,7 +317,7 @@ void DashAdaptationSet::processCompleteSegment() {
         ZUN_LOG(0, "No finished download to process");
         return;
     }
-    const std::vector<uint8_t> bytes = mCurrentSegment->GetBytes();
+    std::vector<uint8_t> bytes = mCurrentSegment->GetBytes();
     mCurrentSegment.reset();  // joins the finished transfer; no download in flight any more
 
     const std::shared_ptr<DashRepresentationData> data = mCurrentRepresentation->getData();
@@ -328,7 +328,7 @@ void DashAdaptationSet::processCompleteSegment() {
     }
     DashQueuedSegment segment;
     segment.representation = data;
-    segment.data = bytes;
+    segment.data = std::move(bytes);
     segment.resolution = data->resolution;
     segment.bandwidth = data->bandwidth;
     segment.posMs = mSegmentStartMs;
@@ -339,17 +339,18 @@ void DashAdaptationSet::processCompleteSegment() {
         mDiscardNext = false;
         return;
     }
-    pushDashQueueSegment(segment);
+    const uint64_t posMs = segment.posMs;
+    pushDashQueueSegment(std::move(segment));
     if (mLocation->endReached) {
         ZUN_LOG(0, "Dash download completed %s, %zd segments remain in buffer just pushed %llu", mMimeType.c_str(),
-                static_cast<ssize_t>(mQueue.size()), static_cast<unsigned long long>(segment.posMs));
+                static_cast<ssize_t>(mQueue.size()), static_cast<unsigned long long>(posMs));
     } else {
         ZUN_LOG(0, "Dash segment queue: %zd segment in buffer just pushed %llu", static_cast<ssize_t>(mQueue.size()),
-                static_cast<unsigned long long>(segment.posMs));
+                static_cast<unsigned long long>(posMs));
     }
 }
 
-void DashAdaptationSet::pushDashQueueSegment(const DashQueuedSegment& segment) {
+void DashAdaptationSet::pushDashQueueSegment(DashQueuedSegment segment) {
     std::lock_guard<std::recursive_mutex> lock(mMutex);
     if (mDiscardNext) {
         ZUN_LOG(0, "Discarding segment at posMs: %llu", static_cast<unsigned long long>(segment.posMs));
@@ -357,9 +358,9 @@ void DashAdaptationSet::pushDashQueueSegment(const DashQueuedSegment& segment) {
         return;
     }
     if (mQueue.empty() || mQueue.back().posMs < segment.posMs) {
-        mQueue.push_back(segment);
+        mQueue.push_back(std::move(segment));
     } else {
-        mQueue.push_front(segment);
+        mQueue.push_front(std::move(segment));
     }
     if (mSegmentReadyCallback) {
         mSegmentReadyCallback(static_cast<int>(std::min<size_t>(mQueue.size(), std::numeric_limits<int>::max())));

@@ -147,7 +147,7 @@ private:
         bool done = false;
     };
 
-    void pushDashQueueSegment(const DashQueuedSegment& segment);
+    void pushDashQueueSegment(DashQueuedSegment segment);
     // Detaches, aborts and releases the download in flight; its future, if still open, becomes
     // false. Under mMutex.
     void dropDownload();

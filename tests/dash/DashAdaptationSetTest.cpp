@@ -1,218 +1,242 @@
-// DashAdaptationSet, representation choice: which Representations of the MPD a set keeps, their
-// order, the first choice, the adjustment kinds and a refreshed MPD. Real factory, real
-// representations, MPDs parsed by the manifest library; the settings are AdaptationSetRig's
-// (video 180 to 720 lines on demand, 180 to 480 live).
+// DashAdaptationSet: the choice of representation, then the segment queue on a real nginx on loopback.
 #include <gtest/gtest.h>
 
-#include <memory>
-#include <sstream>
-#include <string>
-#include <vector>
-
-#include "AdaptationSetRig.h"
+#include "FaultServer.h"
 #include "LogCapture.h"
 #include "MpdText.h"
+#include "NginxServer.h"
+#include "WaitFor.h"
 #include "dash/DashAdaptationSet.h"
 #include "dash/DashException.h"
+#include "dash/DashFactory.h"
 
 namespace {
 
-using dash::DashAbrAdjustment;
-using dash::DashAdaptationSet;
-using dash::DashException;
+using namespace dash;
+using velar_test::parseMpd;
 
-struct Rep {
-    std::string id;
-    uint32_t bandwidth;
-    uint32_t height;
-    std::string mime = {};  // the Representation's own @mimeType, empty for none
-};
+// A set on a real factory whose cached settings are the shipped defaults: video of 180 to 1080 lines on
+// demand and 180 to 720 live, 10 buffered segments (so the installed settings file is never read).
+std::shared_ptr<DashAdaptationSet> makeSet(std::shared_ptr<mpd::IMPD> m, std::string mime = "video/mp4") {
+    auto factory = std::make_shared<DashFactory>();
+    EXPECT_NE(nullptr, factory->getDashConfiguration(VELAR_SOURCE_DIR "/dash/dash_settings.xml"));
+    return std::make_shared<DashAdaptationSet>(m, std::vector<mpd::IBaseUrl*>{m->GetMPDPathBaseUrl()}, mime, factory);
+}
 
-struct Group {
-    std::string mime;  // AdaptationSet@mimeType, empty for none
-    std::string lang;  // AdaptationSet@lang, empty for none
-    std::vector<Rep> reps;
-};
+struct Rep { std::string id; uint32_t bandwidth, height; std::string mime = ""; };  // mime: its own @mimeType
+struct Group { std::string mime, lang; std::vector<Rep> reps; };                   // "": attribute left out
+
+std::string attr(const char* name, const std::string& value) {
+    return value.empty() ? "" : " " + std::string(name) + "=\"" + value + "\"";
+}
 
 // A one-Period MPD of number-based templates, on demand (8 s) or live.
 std::string mpdText(const std::vector<Group>& groups, bool live = false) {
-    std::ostringstream x;
-    x << "<MPD xmlns=\"urn:mpeg:dash:schema:mpd:2011\" minBufferTime=\"PT2S\" "
-      << (live ? "type=\"dynamic\" availabilityStartTime=\"2023-11-14T22:13:00Z\" minimumUpdatePeriod=\"PT2S\""
-               : "type=\"static\" mediaPresentationDuration=\"PT8S\"")
-      << "><Period id=\"p\" start=\"PT0S\">";
+    std::string x = "<MPD xmlns=\"urn:mpeg:dash:schema:mpd:2011\" minBufferTime=\"PT2S\" type=";
+    x += live ? "\"dynamic\" availabilityStartTime=\"2023-11-14T22:13:00Z\" minimumUpdatePeriod=\"PT2S\"><Period>"
+              : "\"static\" mediaPresentationDuration=\"PT8S\"><Period>";
     for (const Group& g : groups) {
-        x << "<AdaptationSet" << (g.mime.empty() ? "" : " mimeType=\"" + g.mime + "\"")
-          << (g.lang.empty() ? "" : " lang=\"" + g.lang + "\"") << ">"
-          << "<SegmentTemplate timescale=\"1\" duration=\"2\" startNumber=\"1\" "
-             "initialization=\"$RepresentationID$/init.mp4\" media=\"$RepresentationID$/$Number$.m4s\"/>";
+        x += "<AdaptationSet" + attr("mimeType", g.mime) + attr("lang", g.lang) + "><SegmentTemplate timescale=\"1\" "
+             "duration=\"2\" initialization=\"$RepresentationID$/i.mp4\" media=\"$RepresentationID$/$Number$.m4s\"/>";
         for (const Rep& r : g.reps) {
-            x << "<Representation id=\"" << r.id << "\" bandwidth=\"" << r.bandwidth << "\" height=\"" << r.height
-              << "\" width=\"" << r.height * 16 / 9 << "\"" << (r.mime.empty() ? "" : " mimeType=\"" + r.mime + "\"")
-              << "/>";
+            x += "<Representation" + attr("id", r.id) + attr("bandwidth", std::to_string(r.bandwidth)) +
+                 attr("height", std::to_string(r.height)) + attr("mimeType", r.mime) + "/>";
         }
-        x << "</AdaptationSet>";
+        x += "</AdaptationSet>";
     }
-    x << "</Period></MPD>";
-    return x.str();
+    return x + "</Period></MPD>";
 }
 
-std::shared_ptr<DashAdaptationSet> makeSet(std::shared_ptr<dash::mpd::IMPD> mpd, const std::string& mime) {
-    return std::make_shared<DashAdaptationSet>(mpd, std::vector<dash::mpd::IBaseUrl*>{mpd->GetMPDPathBaseUrl()},
-                                               mime, velar_test::adaptationSetFactory());
+// What `f` throws as a DashException, "" when it returns.
+template <typename F> std::string thrown(F f) {
+    try { f(); } catch (const DashException& e) { return e.what(); }
+    return "";
 }
 
-std::vector<std::string> ids(const DashAdaptationSet& set) {
-    std::vector<std::string> out;
-    for (const auto& r : set.getRepresentations()) {
-        out.push_back(r->getData()->id);
-    }
+// The representations a set keeps, in order.
+std::string ids(const DashAdaptationSet& set) {
+    std::string out;
+    for (const auto& r : set.getRepresentations()) out += (out.empty() ? "" : " ") + r->getData()->id;
     return out;
 }
 
 const Group kVideo{"video/mp4", "", {{"v400", 400000, 360}, {"v1200", 1200000, 720}, {"v800", 800000, 480}}};
+const Group kFra{"audio/mp4", "fra", {{"f64", 64000, 0}}};
+const Group kEng{"audio/mp4", "eng", {{"e128", 128000, 0}, {"e64", 64000, 0}}};
 
 TEST(DashAdaptationSet, KeepsSuitableRepresentationsInOrderAndChoosesTheFirst) {
-    const std::vector<Rep> heights = {{"h1080", 5000000, 1080}, {"h720", 3000000, 720},
-                                      {"h480", 1500000, 480},   {"h180", 300000, 180},
-                                      {"h144", 200000, 144}};
-    const struct {
-        const char* name;
-        std::string mime;
-        bool live;
-        std::vector<Group> groups;
-        std::vector<std::string> order;
-        std::string current;
-    } cases[] = {
-        {"on demand: 180 to 720 lines", "video/mp4", false, {{"video/mp4", "", heights}}, {"h180", "h480", "h720"}, "h180"},
-        {"live: 180 to 480 lines", "video/mp4", true, {{"video/mp4", "", heights}}, {"h180", "h480"}, "h180"},
-        {"by bandwidth", "video/mp4", false, {kVideo}, {"v400", "v800", "v1200"}, "v400"},
-        {"audio by language, then bandwidth", "audio/mp4", false,
-         {{"audio/mp4", "fra", {{"f64", 64000, 0}}}, {"audio/mp4", "eng", {{"e128", 128000, 0}, {"e64", 64000, 0}}}},
-         {"e64", "e128", "f64"}, "e64"},
-        {"audio: the set's language before the first", "audio/mp4", false,
-         {{"audio/mp4", "deu", {{"d32", 32000, 0}}}, {"audio/mp4", "", {{"e64", 64000, 0}}}}, {"d32", "e64"}, "e64"},
-        {"the Representation's own MIME type", "video/mp4", false,
-         {{"", "", {{"own", 500000, 360, "video/mp4"}, {"aud", 64000, 360, "audio/mp4"}}},
-          {"audio/mp4", "", {{"other", 100000, 360}}}},
-         {"own"}, "own"},
+    const Group heights{"video/mp4", "", {{"1080", 4, 1080}, {"720", 3, 720}, {"180", 2, 180}, {"144", 1, 144}}};
+    const Group deu{"audio/mp4", "deu", {{"d32", 32000, 0}}}, no{"audio/mp4", "", {{"e64", 64000, 0}}};
+    const std::string noRep = "Dash Download Error: FAIL_INVALID_REP No representation";
+    // The representations kept, in order, and the current one; or what is thrown.
+    const struct { std::string mime, mpd, expected; } cases[] = {
+        {"video/mp4", mpdText({heights}), "180 720 1080 / 180"},  // 180 to 1080 lines on demand,
+        {"video/mp4", mpdText({heights}, true), "180 720 / 180"},   // 180 to 720 live
+        {"video/mp4", mpdText({kVideo}), "v400 v800 v1200 / v400"},
+        {"audio/mp4", mpdText({kFra, kEng}), "e64 e128 f64 / e64"},  // audio by language, then bandwidth;
+        {"audio/mp4", mpdText({deu, no}), "d32 e64 / e64"},          // the first English one is chosen
+        // A set without @mimeType: the Representation's own counts.
+        {"video/mp4", mpdText({{"", "", {{"own", 500000, 360, "video/mp4"}, {"a", 64000, 360, "audio/mp4"}}}}),
+         "own / own"},
+        // Nothing usable: video too tall or too short, an unsupported type, no Period.
+        {"video/mp4", mpdText({{"video/mp4", "", {{"big", 9000000, 2160}, {"tiny", 100000, 144}}}}), noRep},
+        {"text/vtt", mpdText({{"text/vtt", "", {{"t", 1000, 0}}}}), noRep},
+        {"video/mp4", "<MPD xmlns=\"urn:mpeg:dash:schema:mpd:2011\" mediaPresentationDuration=\"PT8S\"/>",
+         "Dash Download Error: FAIL_INVALID_MPD Unknown reason"},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        auto set = makeSet(velar_test::parseMpd(mpdText(c.groups, c.live)), c.mime);
-        EXPECT_EQ(c.order, ids(*set));
-        EXPECT_EQ(c.current, set->getCurrentRepresentation()->id);
-        EXPECT_EQ(c.mime, set->getMimeType());
+        std::string kept;
+        const std::string what = thrown([&] {
+            auto set = makeSet(parseMpd(c.mpd), c.mime);
+            kept = ids(*set) + " / " + set->getCurrentRepresentation()->id;
+        });
+        EXPECT_EQ(c.expected, what + kept) << c.mpd;
     }
 }
 
 TEST(DashAdaptationSet, AdjustmentKinds) {
-    const struct {
-        int32_t action;
-        int32_t bandwidth;
-        std::string chosen;  // empty: refused
-        std::string log;     // the "Adjust : " line, empty: none
-    } cases[] = {
-        {0, 5000000, "v400", "Adjust : 0 Estimated bandwidth: 5000000 Resolution : 360 Bandwidth : 400000"},
-        {1, 900000, "v800", "Adjust : 1 Estimated bandwidth: 900000 Resolution : 480 Bandwidth : 800000"},
-        {3, 1200000, "v1200", "Adjust : 3 Estimated bandwidth: 1200000 Resolution : 720 Bandwidth : 1200000"},
-        {1, 399999, "v400", "Adjust : 1 Estimated bandwidth: 399999 Resolution : 360 Bandwidth : 400000"},
-        {3, -5, "v400", "Adjust : 3 Estimated bandwidth: 0 Resolution : 360 Bandwidth : 400000"},
-        {2, 5000000, "v800", ""},
-        {4, 0, "v1200", "Adjust : 4 Estimated bandwidth: 0 Resolution : 720 Bandwidth : 1200000"},
-        {5, 0, "", ""},
-        {-1, 0, "", ""},
+    const std::string refused = "Dash Download Error: FAIL_UNKNOWN_ERROR Unhandled Adjustmentv800";
+    const struct { int32_t kind, bandwidth; std::string current; } cases[] = {  // from v800: thrown + current
+        {0, 5000000, "v400"}, {1, 900000, "v800"}, {3, 1200000, "v1200"}, {4, 0, "v1200"}, {2, 5000000, "v800"},
+        {1, 399999, "v400"}, {3, -5, "v400"}, {5, 0, refused}, {-1, 0, refused},  // none affordable: the first
     };
-    auto mpd = velar_test::parseMpd(mpdText({kVideo}));
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.action);
-        auto set = makeSet(mpd, "video/mp4");
+        auto set = makeSet(parseMpd(mpdText({kVideo})));
         set->changeRepresentation(DashAbrAdjustment{1, 800000});
-        velar_test::LogCapture log;
-        if (c.chosen.empty()) {
-            try {
-                set->changeRepresentation(DashAbrAdjustment{c.action, c.bandwidth});
-                ADD_FAILURE() << "accepted";
-            } catch (const DashException& e) {
-                EXPECT_EQ(dash::FAIL_UNKNOWN_ERROR, e.getDownloadStatus());
-                EXPECT_STREQ("Dash Download Error: FAIL_UNKNOWN_ERROR Unhandled Adjustment", e.what());
-            }
-            EXPECT_EQ("v800", set->getCurrentRepresentation()->id);
-        } else {
-            set->changeRepresentation(DashAbrAdjustment{c.action, c.bandwidth});
-            EXPECT_EQ(c.chosen, set->getCurrentRepresentation()->id);
-        }
-        if (!c.log.empty()) {
-            EXPECT_EQ(1u, log.count(c.log));
-        }
-        EXPECT_EQ(!c.log.empty(), log.containsFragment("Adjust : "));
+        const std::string what = thrown([&] { set->changeRepresentation(DashAbrAdjustment{c.kind, c.bandwidth}); });
+        EXPECT_EQ(c.current, what + set->getCurrentRepresentation()->id) << c.kind;
     }
-
-    // Outside video the language counts too: the highest affordable English representation.
-    auto audio = makeSet(velar_test::parseMpd(mpdText({{"audio/mp4", "eng", {{"e64", 64000, 0}, {"e128", 128000, 0}}},
-                                                        {"audio/mp4", "fra", {{"f96", 96000, 0}}}})),
-                         "audio/mp4");
-    audio->changeRepresentation(DashAbrAdjustment{3, 100000});
-    EXPECT_EQ("e64", audio->getCurrentRepresentation()->id);
-    audio->changeRepresentation(DashAbrAdjustment{3, 1000000});
+    auto audio = makeSet(parseMpd(mpdText({kFra, kEng})), "audio/mp4");
+    audio->changeRepresentation(DashAbrAdjustment{3, 200000});  // outside video only English: "f64" comes last
     EXPECT_EQ("e128", audio->getCurrentRepresentation()->id);
 }
 
 TEST(DashAdaptationSet, RefreshedMpdUpdatesInPlaceAndAddsNewRepresentations) {
-    auto first = velar_test::parseMpd(mpdText({{"video/mp4", "", {{"v400", 400000, 360}, {"v800", 800000, 480}}}}));
-    velar_test::LogCapture log;
-    auto set = makeSet(first, "video/mp4");
-    EXPECT_TRUE(log.contains("Available representation bandwidth: 400000 id:v400 800000 id:v800"));
+    auto set = makeSet(parseMpd(mpdText({{"video/mp4", "", {{"v400", 400000, 360}, {"v800", 800000, 480}}}})));
     set->changeRepresentation(DashAbrAdjustment{4, 0});
     const auto v800 = set->getRepresentation();
-    const auto v400 = set->getRepresentations().front();
-    first.reset();  // the set keeps what its representations point into
-
-    auto refreshed = velar_test::parseMpd(
-        mpdText({{"video/mp4", "", {{"v800", 700000, 480}, {"v1200", 1200000, 720}, {"v600", 600000, 360}}}}));
-    set->initAdaptationSet(refreshed, {refreshed->GetMPDPathBaseUrl()});
-    EXPECT_EQ((std::vector<std::string>{"v400", "v600", "v800", "v1200"}), ids(*set));
+    auto next =
+        parseMpd(mpdText({{"video/mp4", "", {{"v800", 700000, 480}, {"v900", 900000, 720}, {"v600", 600000, 360}}}}));
+    set->initAdaptationSet(next, {next->GetMPDPathBaseUrl()});
+    EXPECT_EQ("v400 v600 v800 v900", ids(*set));
     EXPECT_EQ(v800, set->getRepresentation());
     EXPECT_EQ(700000u, set->getCurrentRepresentation()->bandwidth);
-    EXPECT_EQ(v400, set->getRepresentations().front());
-
-    // A representation the refreshed MPD no longer lists still works on its own MPD.
-    set->changeRepresentation(DashAbrAdjustment{0, 0});
-    auto init = set->getRepresentation()->getInitSegment();
-    ASSERT_NE(nullptr, init);
-    EXPECT_EQ("http://127.0.0.1/media/v400/init.mp4", init->GetUrl());
+    set->changeRepresentation(DashAbrAdjustment{0, 0});  // not listed any more: still works on its released MPD
+    EXPECT_EQ("http://127.0.0.1/media/v400/i.mp4", set->getRepresentation()->getInitSegment()->GetUrl());
 }
 
-TEST(DashAdaptationSet, RefusesAnMpdWithoutUsableRepresentations) {
-    const std::string noPeriod =
-        "<MPD xmlns=\"urn:mpeg:dash:schema:mpd:2011\" type=\"static\" mediaPresentationDuration=\"PT8S\"/>";
+// One 360-line 500 kbit/s video Representation: init.mp4<initQuery>, 2 s segments s0..s4.m4s (no s4 on the site).
+std::string listMpd(const std::string& initQuery = "") {
+    std::string x = "<MPD xmlns=\"urn:mpeg:dash:schema:mpd:2011\" type=\"static\" mediaPresentationDuration=\"PT10S\" "
+                    "minBufferTime=\"PT2S\"><Period><AdaptationSet mimeType=\"video/mp4\"><Representation id=\"v\" "
+                    "bandwidth=\"500000\" height=\"360\"><SegmentList timescale=\"1000\" duration=\"2000\">"
+                    "<Initialization sourceURL=\"init.mp4" + initQuery + "\"/>";
+    for (int i = 0; i < 5; ++i) x += "<SegmentURL media=\"s" + std::to_string(i) + ".m4s\"/>";
+    return x + "</SegmentList></Representation></AdaptationSet></Period></MPD>";
+}
+
+std::vector<uint8_t> bytes(int i) { return velar_test::patternBytes(3000 + 100 * i, i + 2); }  // -1: init segment
+
+struct DashSegmentQueue : ::testing::Test {
+    void SetUp() override {
+        if (!velar_test::NginxServer::available()) GTEST_SKIP() << "nginx is not installed";
+        for (int i = -1; i < 4; ++i) mRoot.write(i < 0 ? "init.mp4" : "s" + std::to_string(i) + ".m4s", bytes(i));
+        mServer = std::make_unique<velar_test::NginxServer>(mRoot.path());
+        mMpd = parseMpd(listMpd(), mServer->url("manifest.mpd"));
+    }
+    // Waits for a started download as the downloader does and processes it; false when there was none.
+    static bool finish(DashAdaptationSet& set, std::future<bool> done) {
+        if (done.wait_for(std::chrono::seconds(10)) != std::future_status::ready || !done.get()) return false;
+        set.processCompleteSegment();
+        return true;
+    }
+    static bool cycle(DashAdaptationSet& set) { return finish(set, set.downloadNextSegment()); }
+    static std::vector<uint64_t> drain(DashAdaptationSet& set) {
+        std::vector<uint64_t> out;
+        for (DashQueuedSegment s; set.getBufferedSegment(s);) out.push_back(s.posMs);
+        return out;
+    }
+    velar_test::ScratchDir mRoot{"aset-site"};
+    std::unique_ptr<velar_test::NginxServer> mServer;
+    std::shared_ptr<dash::mpd::IMPD> mMpd;
+};
+
+TEST_F(DashSegmentQueue, InitSegmentFirstThenSegmentsQueuedInOrderUntilAnEmptyDownload) {
+    auto set = makeSet(mMpd);
+    int ready = 0;
+    set->setSegmentReadyCallback([&](int) { ++ready; });
+    ASSERT_TRUE(cycle(*set));
+    const auto data = set->getCurrentRepresentation();
+    EXPECT_EQ(bytes(-1), data->initBuffer);
+    for (int i = 0; i < 4; ++i) ASSERT_TRUE(cycle(*set));
+    EXPECT_EQ(4, ready);
+    // nginx answers 404 for the last one: nothing is queued.
+    EXPECT_EQ("Dash Download Error: FAIL_BAD_CONNECTION Empty segment.", thrown([&] { cycle(*set); }));
+    for (uint64_t i = 0; i < 4; ++i) {
+        DashQueuedSegment s;
+        ASSERT_TRUE(set->getBufferedSegment(s));
+        EXPECT_EQ(bytes(i), s.data);
+        EXPECT_EQ(data, s.representation);
+        EXPECT_EQ((std::vector<uint64_t>{i * 2000, 2000, 360, 500000}),
+                  (std::vector<uint64_t>{s.posMs, s.durationMs, s.resolution, s.bandwidth}));
+    }
+    EXPECT_EQ(std::vector<uint64_t>{}, drain(*set));  // empty: false without blocking
+}
+
+TEST_F(DashSegmentQueue, SeekAroundWithinAndIntoTheQueue) {
+    const std::string cache = "Seeking on video/mp4 within cache to position ";
+    const std::string to = "Seeking on video/mp4 to ";
+    // A fresh set sought to `start` runs `cycles` downloads (the first is the init segment), maybe starts
+    // one more (processed after the seek), is sought to `target`: the answer, the seek's one log line, and
+    // what is queued after one more download (a download in flight that the seek gave up is not).
     const struct {
-        const char* name;
-        std::string mime;
-        std::string mpd;
-        dash::DashDownloadStatus status;
-        std::string text;
+        uint64_t start; int cycles; bool inFlight; uint64_t target, answer; std::string log;
+        std::vector<uint64_t> queued;
     } cases[] = {
-        {"no Period", "video/mp4", noPeriod, dash::FAIL_INVALID_MPD, "Unknown reason"},
-        {"audio only", "video/mp4", mpdText({{"audio/mp4", "", {{"a", 64000, 0}}}}), dash::FAIL_INVALID_REP,
-         "No representation"},
-        {"heights out of range", "video/mp4", mpdText({{"video/mp4", "", {{"big", 9000000, 1080}, {"tiny", 100000, 144}}}}),
-         dash::FAIL_INVALID_REP, "No representation"},
-        {"unsupported MIME type", "text/vtt", mpdText({{"text/vtt", "", {{"t", 1000, 0}}}}), dash::FAIL_INVALID_REP,
-         "No representation"},
+        {2000, 3, false, 4000, 2000, cache + "4000, New front is 2000", {2000, 4000, 6000}},  // end of the front
+        {2000, 3, false, 5999, 4000, cache + "5999, New front is 4000", {4000, 6000}},
+        {2000, 3, false, 1000, 0, to + "position 1000, seeking backwards. Remove all segments", {0}},
+        {0, 1, true, 1500, 1500, to + "segment at position 1500 that is downloading already", {0, 2000}},
+        {0, 1, true, 5000, 4000, to + "position 5000, No queued segments", {4000}},
+        {0, 0, true, 5000, 4000, to + "position 5000, No queued segments", {4000}},  // init segment in flight: kept
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
+        SCOPED_TRACE(c.log);
+        auto set = makeSet(mMpd);
+        EXPECT_EQ(c.start, set->seek(c.start));
+        for (int i = 0; i < c.cycles; ++i) ASSERT_TRUE(cycle(*set));
+        std::future<bool> inFlight = c.inFlight ? set->downloadNextSegment() : std::future<bool>();
         velar_test::LogCapture log;
-        try {
-            makeSet(velar_test::parseMpd(c.mpd), c.mime);
-            ADD_FAILURE() << "accepted";
-        } catch (const DashException& e) {
-            EXPECT_EQ(c.status, e.getDownloadStatus());
-            EXPECT_EQ("Dash Download Error: " + dash::toString(c.status) + " " + c.text, e.what());
-        }
-        EXPECT_EQ(c.mime == "text/vtt", log.contains("Not supported mimeType text/vtt"));
+        EXPECT_EQ(c.answer, set->seek(c.target));
+        EXPECT_EQ((std::vector<std::string>{c.log}), log.messages());
+        ASSERT_TRUE(!c.inFlight || finish(*set, std::move(inFlight)));
+        ASSERT_TRUE(cycle(*set));
+        EXPECT_EQ(c.queued, drain(*set));
     }
+}
+
+TEST_F(DashSegmentQueue, DirectionChangeEmptiesTheQueueAndResumesAtTheLastSegmentHandedOut) {
+    auto set = makeSet(mMpd);
+    for (int i = 0; i < 4; ++i) ASSERT_TRUE(cycle(*set));  // init, 0, 2000, 4000
+    DashQueuedSegment s;
+    ASSERT_TRUE(set->getBufferedSegment(s) && set->getBufferedSegment(s));  // 0 and 2000 handed out
+    std::future<bool> inFlight = set->downloadNextSegment();                // the segment at 6000
+    set->setTrickMode(-2000);  // the queue (4000) is emptied, the download in flight discarded
+    ASSERT_TRUE(finish(*set, std::move(inFlight)));
+    // Backwards from one past the segment re-sought (2000); the back of the queue comes first.
+    ASSERT_TRUE(cycle(*set) && cycle(*set));
+    EXPECT_EQ((std::vector<uint64_t>{4000, 2000}), drain(*set));
+}
+
+TEST(DashSegmentQueueFault, DestructionWithADownloadInFlightReturns) {
+    velar_test::FaultServer server;
+    auto set = makeSet(parseMpd(listMpd("?size=100000&amp;stall=1000"), server.url("manifest.mpd")));
+    std::future<bool> stalled = set->downloadNextSegment();
+    ASSERT_TRUE(velar_test::waitFor([&] { return !server.requestRanges("/init.mp4").empty(); }));
+    std::future<void> destroyed = std::async(std::launch::async, [&] { set.reset(); });
+    ASSERT_EQ(std::future_status::ready, destroyed.wait_for(std::chrono::seconds(5)));
+    ASSERT_EQ(std::future_status::ready, stalled.wait_for(std::chrono::seconds(0)));
+    EXPECT_FALSE(stalled.get());
 }
 
 }  // namespace

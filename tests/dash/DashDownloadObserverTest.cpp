@@ -1,66 +1,58 @@
-// The download observer: timing and rates on a scripted clock, then on real transfers from nginx.
+// The download observer on a scripted clock and on real transfers from nginx; the three bit-rate strategies.
 #include "dash/DashDownloadObserver.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
-#include <cstdint>
-#include <string>
 #include <thread>
-#include <vector>
 
-#include "LogCapture.h"
 #include "NetworkTest.h"
 #include "TestPorts.h"
 #include "WaitFor.h"
+#include "dash/DashAbrCbrAlgorithm.h"
+#include "dash/DashAbrPDRatioAlgorithm.h"
+#include "dash/DashAbrSmoothingAlgorithm.h"
 #include "dash/IDashAdaptationSet.h"
-#include "manifest/mpd/Segment.h"
 
 namespace dash {
 namespace {
 
-using dash::network::DownloadState;
+namespace net = dash::network;
 using std::chrono::milliseconds;
-using TimePoint = std::chrono::steady_clock::time_point;
 
-// An adaptation set that only counts the segments it is told about (from any thread).
+// An adaptation set that only counts the segments it is told about (from any thread); nothing else is called.
 class CountingSet : public IDashAdaptationSet {
 public:
-    void handleCompleteSegment() const override { ++mCompleted; }
-    size_t completed() const { return mCompleted.load(); }
+    void handleCompleteSegment() const override { ++completed; }
+    mutable std::atomic<size_t> completed{0};
+    std::string mime;
 
     bool getBufferedSegment(DashQueuedSegment&) override { return false; }
     bool endOfSegments() const override { return false; }
     size_t getNumberOfBufferedSegments() const override { return 0; }
     std::future<bool> downloadNextSegment() override { return {}; }
     void processCompleteSegment() override {}
-    uint64_t seek(uint64_t positionMs) override { return positionMs; }
-    bool findSegmentPosition(uint64_t&, uint64_t&) override { return false; }
+    uint64_t seek(uint64_t) override { return 0; }
     void setTrickMode(int) override {}
+    bool findSegmentPosition(uint64_t&, uint64_t&) override { return false; }
     void setSegmentReadyCallback(std::function<void(int)>) override {}
     void initAdaptationSet(std::shared_ptr<mpd::IMPD>, const std::vector<mpd::IBaseUrl*>&) override {}
     void changeRepresentation(DashAbrAdjustment) override {}
-    std::shared_ptr<IDashRepresentation> getRepresentation() const override { return nullptr; }
-    std::shared_ptr<DashRepresentationData> getCurrentRepresentation() const override { return nullptr; }
-    const std::string& getMimeType() const override { return mMimeType; }
     void setAbrStrategy(std::function<DashAbrAdjustment(const DashAbrData&)>) override {}
+    std::shared_ptr<IDashRepresentation> getRepresentation() const override { return {}; }
+    std::shared_ptr<DashRepresentationData> getCurrentRepresentation() const override { return {}; }
     std::vector<std::shared_ptr<IDashRepresentation>> getRepresentations() const override { return {}; }
-
-private:
-    mutable std::atomic<size_t> mCompleted{0};
-    std::string mMimeType = "video/mp4";
+    const std::string& getMimeType() const override { return mime; }
 };
 
-// An observer on a clock the test moves; it starts 10 s after the clock's zero.
+// An observer on a clock the test moves, started 10 s after the clock's zero; segment() reports one
+// transfer: its start, two byte counts, `took` later its end.
 struct Scripted {
     CountingSet owner;
-    TimePoint now = TimePoint() + std::chrono::seconds(10);
+    std::chrono::steady_clock::time_point now = std::chrono::steady_clock::time_point() + std::chrono::seconds(10);
     DashDownloadObserver observer{&owner, [this] { return now; }};
-
-    // One segment as the transfer reports it: start, byte counts, `ms` later the end.
-    void segment(uint64_t bytes, std::chrono::microseconds took, DownloadState end = dash::network::COMPLETED) {
-        observer.OnDownloadStateChanged(dash::network::IN_PROGRESS);
+    void segment(uint64_t bytes, std::chrono::microseconds took, net::DownloadState end = net::COMPLETED) {
+        observer.OnDownloadStateChanged(net::IN_PROGRESS);
         observer.OnDownloadRateChanged(bytes / 2);
         observer.OnDownloadRateChanged(bytes);
         now += took;
@@ -70,163 +62,161 @@ struct Scripted {
 
 TEST(DashDownloadObserverTest, MeasuresFromTheClocksZeroThenKeepsTheLastFiveRates) {
     Scripted s;
-    EXPECT_EQ(s.observer.getState(), dash::network::NOT_STARTED);
-    EXPECT_EQ(s.observer.getAverageHistoricDownloadRate(), 0);
-
-    // The first segment is timed from the clock's zero, not from its IN_PROGRESS.
-    s.segment(80000, milliseconds(500));
+    EXPECT_EQ(s.observer.getAverageHistoricDownloadRate(), 0);  // empty history
+    s.segment(80000, milliseconds(500));  // timed from the clock's zero, not from its IN_PROGRESS
     EXPECT_EQ(s.observer.getLastDownloadTime(), 10500);
     EXPECT_EQ(s.observer.getLastDownloadRate(), 7 * 8000);  // 80000 / 10500 = 7
-
-    struct Step {
-        uint64_t bytes;
-        int ms;
-        int32_t rate;  // (bytes / ms) x 8000, low 32 bits
-    };
-    const Step steps[] = {
-        {1000, 1, 8000000},
-        {1999, 2, 999 * 8000},
-        {5, 10, 0},  // less than a byte per ms
-        {1000000, 1, -589934592},  // 8 000 000 000 kept in 32 bits
-        {3000, 3, 8000000},
-        {1, 1, 8000},
-    };
-    for (const Step& step : steps) {
+    // The rate is (bytes / ms) x 8000 in its low 32 bits: 5 bytes in 10 ms are 0, 8 000 000 000 wraps.
+    const struct { uint64_t bytes; int ms; int32_t rate; } steps[] = {
+        {1000, 1, 8000000}, {1999, 2, 7992000}, {5, 10, 0}, {1000000, 1, -589934592}, {3000, 3, 8000000}, {1, 1, 8000}};
+    for (const auto& step : steps) {
         s.segment(step.bytes, milliseconds(step.ms));
         EXPECT_EQ(s.observer.getLastDownloadTime(), step.ms);
         EXPECT_EQ(s.observer.getLastDownloadRate(), step.rate) << step.bytes;
     }
-    EXPECT_EQ(s.observer.getDownloadRateHistory(), (std::vector<int32_t>{999 * 8000, 0, -589934592, 8000000, 8000}));
-    EXPECT_EQ(s.observer.getState(), dash::network::COMPLETED);
-    EXPECT_EQ(s.owner.completed(), 7u);
+    EXPECT_EQ(s.observer.getDownloadRateHistory(), (std::vector<int32_t>{7992000, 0, -589934592, 8000000, 8000}));
 }
 
-TEST(DashDownloadObserverTest, SameMillisecondAndRepeatedEndsMeasureNothingButTellTheSet) {
+TEST(DashDownloadObserverTest, ErrorsAndZeroMillisecondsMeasureNothingButTellTheSet) {
     Scripted s;
-    s.segment(16000, milliseconds(0));  // head start: 10 s
+    s.observer.OnDownloadStateChanged(net::ERROR);  // without IN_PROGRESS: still told; ends the head start
+    for (uint64_t bytes : {8000, 16000, 32000}) s.segment(bytes, milliseconds(4));
+    EXPECT_EQ(s.observer.getAverageHistoricDownloadRate(), 37333333);  // 112 000 000 / 3, truncated
+    // Under a millisecond, a repeated end, an error: nothing measured, the set still told.
     s.segment(1000, std::chrono::microseconds(999));
+    s.observer.OnDownloadStateChanged(net::COMPLETED);
+    s.segment(1000000, milliseconds(3), net::ERROR);
     EXPECT_EQ(s.observer.getLastDownloadTime(), 0);
-    EXPECT_EQ(s.observer.getLastDownloadRate(), 8000);
-    s.observer.OnDownloadStateChanged(dash::network::COMPLETED);  // without a new start
-    EXPECT_EQ(s.observer.getLastDownloadTime(), 0);
-    EXPECT_EQ(s.observer.getDownloadRateHistory(), std::vector<int32_t>{8000});
-    EXPECT_EQ(s.owner.completed(), 3u);
+    EXPECT_EQ(s.observer.getLastDownloadRate(), 8000 * 8000);
+    EXPECT_EQ(s.observer.getDownloadRateHistory(), (std::vector<int32_t>{16000000, 32000000, 64000000}));
+    s.observer.OnDownloadStateChanged(net::ABORTED);  // other states are only recorded
+    EXPECT_EQ(s.owner.completed, 7u);
 }
 
-TEST(DashDownloadObserverTest, ErrorsActAsCompletedWithoutMeasuring) {
-    Scripted s;
-    velar_test::LogCapture log;
-    s.observer.OnDownloadStateChanged(dash::network::ERROR);  // no IN_PROGRESS before it
-    EXPECT_EQ(s.owner.completed(), 1u);
-    EXPECT_EQ(s.observer.getState(), dash::network::ERROR);
-    EXPECT_EQ(log.count("Download error, acting as if it is completed"), 1u);
-
-    // The error ended the head start: the next segment is timed from its own start.
-    s.segment(8000, milliseconds(4));
-    EXPECT_EQ(s.observer.getLastDownloadTime(), 4);
-    EXPECT_EQ(s.observer.getLastDownloadRate(), 2000 * 8000);
-    s.segment(1000000, milliseconds(3), dash::network::ERROR);
-    EXPECT_EQ(s.observer.getLastDownloadTime(), 4);
-    EXPECT_EQ(s.observer.getDownloadRateHistory(), std::vector<int32_t>{2000 * 8000});
-    EXPECT_EQ(s.owner.completed(), 3u);
-
-    // Aborts and other states are only recorded.
-    s.observer.OnDownloadStateChanged(dash::network::ABORTED);
-    EXPECT_EQ(s.observer.getState(), dash::network::ABORTED);
-    EXPECT_EQ(s.owner.completed(), 3u);
-
-    DashDownloadObserver alone(nullptr);  // nobody to tell
-    alone.OnDownloadStateChanged(dash::network::COMPLETED);
-    alone.OnDownloadStateChanged(dash::network::ERROR);
-    EXPECT_EQ(alone.getState(), dash::network::ERROR);
-}
-
-TEST(DashDownloadObserverTest, AverageIsTruncated) {
-    Scripted s;
-    s.observer.OnDownloadStateChanged(dash::network::ERROR);  // drop the head start
-    for (uint64_t bytes : {1, 2, 4}) {
-        s.segment(bytes, milliseconds(1));
-    }
-    EXPECT_EQ(s.observer.getAverageHistoricDownloadRate(), 18666);  // 56000 / 3
-}
-
-// Stands in for a slow link: attached after the observer under test, it holds the transfer thread
-// for 3 ms once the transfer has started, so that even a loopback transfer lasts whole milliseconds.
-class SlowLink : public dash::network::IDownloadObserver {
-public:
-    void OnDownloadRateChanged(uint64_t) override {}
-    void OnDownloadStateChanged(DownloadState state) override {
-        if (state == dash::network::IN_PROGRESS) std::this_thread::sleep_for(milliseconds(3));
-    }
-};
-
-// Real transfers: the observer attached to segments served by nginx on loopback.
-class DashDownloadObserverNetTest : public velar_test::NetworkTest {
+// Real transfers from nginx on loopback. The fixture, attached after the observer under test, holds the transfer
+// thread for 3 ms once the transfer has started: a slow link, so that a transfer lasts whole milliseconds.
+class DashDownloadObserverNetTest : public velar_test::NetworkTest, public net::IDownloadObserver {
 protected:
     void SetUp() override { requireNginx(); }
-
-    // Downloads `url` (`range`) through a segment watched by `observer` until the set is told.
-    void download(DashDownloadObserver& observer, const CountingSet& owner, const std::string& url,
-                  const std::string& range = std::string(), dash::network::IDownloadObserver* pacer = nullptr) {
-        const size_t before = owner.completed();
-        mpd::Segment segment;
-        ASSERT_TRUE(segment.Init(url, {}, "", range, mpd::TransactionType::MediaSegment));
-        segment.SetDownloadOptions(quickOptions());
-        segment.AttachDownloadObserver(&observer);
-        if (pacer != nullptr) segment.AttachDownloadObserver(pacer);
-        ASSERT_TRUE(segment.StartDownload());
-        ASSERT_TRUE(velar_test::waitFor([&] { return owner.completed() == before + 1; }, std::chrono::seconds(30)))
-            << url;
+    void OnDownloadRateChanged(uint64_t) override {}
+    void OnDownloadStateChanged(net::DownloadState state) override {
+        if (state == net::IN_PROGRESS) std::this_thread::sleep_for(milliseconds(3));
     }
+    // Downloads `url` (`range`) watched by `observer` until the set is told.
+    void download(const std::string& url, const std::string& range = "") {
+        const size_t before = owner.completed;
+        net::HttpDownload transfer(url, range, quickOptions());
+        transfer.AttachDownloadObserver(&observer);
+        transfer.AttachDownloadObserver(this);
+        ASSERT_TRUE(transfer.StartDownload());
+        ASSERT_TRUE(velar_test::waitFor([&] { return owner.completed == before + 1; }, std::chrono::seconds(30)));
+    }
+    CountingSet owner;
+    DashDownloadObserver observer{&owner};
 };
 
-TEST_F(DashDownloadObserverNetTest, MeasuresRealSegments) {
-    // 262144 bytes: even in 1 ms the rate (2 097 152 000) fits in 31 bits.
-    const uint64_t bytes = 262144;
-    const std::string url = nginx().url("blob.bin");
-    const std::string range = "0-" + std::to_string(bytes - 1);
-    CountingSet owner;
-    DashDownloadObserver observer(&owner);
-    SlowLink slow;
-
-    const int64_t uptimeMs =
-        std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now().time_since_epoch()).count();
-    download(observer, owner, url, range);
-    EXPECT_EQ(observer.getState(), dash::network::COMPLETED);
-    EXPECT_EQ(observer.getDownloadRateHistory().size(), 1u);
-    if (uptimeMs < INT32_MAX) {  // the head start's milliseconds still fit in 32 bits
-        const int32_t time = observer.getLastDownloadTime();
-        EXPECT_GE(time, uptimeMs);
-        EXPECT_EQ(observer.getLastDownloadRate(), static_cast<int32_t>(bytes / uint64_t(time) * 8000));
+TEST_F(DashDownloadObserverNetTest, FailedSegmentsReachTheSetThenARealSegmentIsMeasured) {
+    const std::string refused = "http://127.0.0.1:" + std::to_string(velar_test::freeLoopbackPort()) + "/seg.bin";
+    for (const std::string& url : {nginx().url("no-such-segment.m4s"), refused}) {  // they end the head start
+        download(url);
+        EXPECT_EQ(observer.getState(), net::ERROR) << url;
     }
-
-    // Later segments are timed from their own start.
-    for (size_t measured = 2; measured <= 3; ++measured) {
-        download(observer, owner, url, range, &slow);
-        EXPECT_EQ(observer.getState(), dash::network::COMPLETED);
-        const int32_t time = observer.getLastDownloadTime();
-        EXPECT_GE(time, 3);
-        EXPECT_LT(time, 30000);
-        EXPECT_GT(observer.getLastDownloadRate(), 0);
-        EXPECT_EQ(observer.getLastDownloadRate(), static_cast<int32_t>(bytes / uint64_t(time) * 8000));
-        ASSERT_EQ(observer.getDownloadRateHistory().size(), measured);
-        EXPECT_EQ(observer.getDownloadRateHistory().back(), observer.getLastDownloadRate());
-    }
-    EXPECT_EQ(owner.completed(), 3u);
+    const uint64_t bytes = 262144;  // even in 1 ms the rate (2 097 152 000) fits in 31 bits
+    download(nginx().url("blob.bin"), "0-" + std::to_string(bytes - 1));
+    const int32_t time = observer.getLastDownloadTime();
+    EXPECT_GE(time, 3);
+    EXPECT_LT(time, 30000);  // timed from its own start
+    EXPECT_EQ(observer.getLastDownloadRate(), int32_t(bytes / uint64_t(time) * 8000));
+    EXPECT_EQ(observer.getDownloadRateHistory(), std::vector<int32_t>{observer.getLastDownloadRate()});  // only it
 }
 
-TEST_F(DashDownloadObserverNetTest, FailedSegmentsStillReachTheSet) {
-    CountingSet owner;
-    DashDownloadObserver observer(&owner);
-    velar_test::LogCapture log;
-    const std::string refused = "http://127.0.0.1:" + std::to_string(velar_test::freeLoopbackPort()) + "/seg.bin";
-    for (const std::string& url : {nginx().url("no-such-segment.m4s"), refused}) {
-        download(observer, owner, url);
-        EXPECT_EQ(observer.getState(), dash::network::ERROR) << url;
+constexpr int32_t NONE = DashAbrAdjustment::ABR_NONE, LOWER = DashAbrAdjustment::ABR_LOWER,
+                  KEEP = DashAbrAdjustment::ABR_KEEP, RAISE = DashAbrAdjustment::ABR_RAISE;
+
+// Both download rates are `rate`; `ms` is the segment duration, `took` its download time.
+DashAbrData data(uint32_t buffered, int32_t current, uint32_t rate, int32_t ms, int32_t took, int32_t play = 1000) {
+    return DashAbrData{buffered, current, rate, rate, ms, took, play};
+}
+
+std::pair<int32_t, int32_t> answer(IDashAbrAlgorithm& algorithm, const DashAbrData& d) {
+    const DashAbrAdjustment a = algorithm.adjustAbr(d);
+    return {a.action, a.bandwidth};
+}
+
+TEST(DashAbrAlgorithmTest, TrickPlayGivesNoDecision) {
+    for (int32_t play : {2000, 0, -1000, 999}) {
+        DashAbrPDRatioAlgorithm pd(3);
+        DashAbrSmoothingAlgorithm smoothing(3);
+        DashAbrCbrAlgorithm cbr(5000000);
+        const DashAbrData d = data(5, 1000000, 2000000, 2000, 999, play);
+        EXPECT_EQ(answer(pd, d), std::make_pair(NONE, 0)) << play;
+        EXPECT_EQ(answer(smoothing, d), std::make_pair(NONE, 0)) << play;
+        EXPECT_EQ(answer(cbr, d), std::make_pair(NONE, 5000000)) << play;  // Cbr keeps its target
     }
-    EXPECT_EQ(owner.completed(), 2u);
-    EXPECT_EQ(log.count("Download error, acting as if it is completed"), 2u);
-    EXPECT_TRUE(observer.getDownloadRateHistory().empty());
+}
+
+// PD ratio, current bandwidth 1 000 000, minimum 3 buffered: each step is repeated `times` on one
+// strategy object, every answer checked. The download takes 999 ms unless said otherwise.
+struct PdStep { int times; int32_t duration; uint32_t buffered; int32_t action, bandwidth, took = 999, play = 1000; };
+
+const std::pair<const char*, std::vector<PdStep>> kPdScripts[] = {
+    // Ratio 2.0: the third fast segment raises, then fastLimit is 10; a raise does not reset the
+    // count; trick play leaves the counters alone; exactly 1.2 keeps and resets.
+    {"FastThreeThenTen", {{2, 2000, 5, KEEP, 0}, {1, 2000, 5, NONE, 0, 999, 2000}, {1, 2000, 5, RAISE, 2000000},
+                          {6, 2000, 5, KEEP, 0}, {2, 2000, 5, RAISE, 2000000}, {1, 1200, 5, KEEP, 0},
+                          {9, 2000, 5, KEEP, 0}, {1, 2000, 5, RAISE, 2000000}}},
+    // Exactly 1.5 is not fast and resets the count.
+    {"OnePointFiveIsNotFast",
+     {{2, 2000, 5, KEEP, 0}, {1, 1500, 5, KEEP, 0}, {2, 2000, 5, KEEP, 0}, {1, 2000, 5, RAISE, 2000000}}},
+    // Ratio 10 is capped at x5; a negative download time counts as 0.
+    {"RaiseCappedAtFive", {{2, 10000, 5, KEEP, 0}, {1, 10000, 5, RAISE, 5000000, -1}}},
+    // The slow count's head start: the first slow segment (ratio 1.0) is already at the limit.
+    {"FirstSlowLowersAtMinPlusOne", {{1, 1000, 4, LOWER, 800000}}},
+    {"FirstSlowKeepsAtMinPlusThree", {{1, 1000, 6, KEEP, 800000}, {1, 500, 5, LOWER, 500000}}},
+    // After a keep one slow segment is tolerated with min + 1 buffered, not below it.
+    {"SlowAfterKeep", {{1, 1200, 4, KEEP, 0}, {1, 1199, 4, KEEP, 800000}, {1, 1199, 4, LOWER, 800000},
+                       {1, 1200, 3, KEEP, 0}, {1, 1199, 3, LOWER, 800000}}},
+};
+
+TEST(DashAbrAlgorithmTest, PDRatioScripts) {
+    for (const auto& script : kPdScripts) {
+        DashAbrPDRatioAlgorithm pd(3);
+        int call = 0;
+        for (const PdStep& s : script.second) {
+            for (int i = 0; i < s.times; ++i, ++call) {
+                EXPECT_EQ(answer(pd, data(s.buffered, 1000000, 0, s.duration, s.took, s.play)),
+                          std::make_pair(s.action, s.bandwidth))
+                    << script.first << " call " << call;
+            }
+        }
+    }
+}
+
+TEST(DashAbrAlgorithmTest, SmoothingEstimatesGatedByBufferAndCbrMovesTowardItsTarget) {
+    // Minimum 3. Estimate rate - q x 0.4 x (rate - current), q the whole segment durations the download took
+    // (at least 1). Below the minimum current < estimate lowers, else raises; at or above, <= raises, else keeps.
+    const struct { uint32_t buffered; int32_t current; uint32_t rate; int32_t ms, took, action, bandwidth; } cases[] = {
+        {2, 1000000, 2000000, 2000, 1000, LOWER, 1600000}, {2, 3000000, 1000000, 2000, 1000, RAISE, 1800000},
+        {2, 1600000, 1600000, 2000, 1000, RAISE, 1600000}, {2, 1000000, 0, 2000, 1000, RAISE, 0},  // rate 0: 0
+        {3, 1000000, 2000000, 2000, 1000, RAISE, 1600000}, {3, 1600000, 1600000, 2000, 1000, RAISE, 1600000},
+        {3, 3000000, 1000000, 2000, 1000, KEEP, 1800000},  {5, 1000000, 0, 2000, 1000, KEEP, 0},
+        {5, 0, 0, 2000, 1000, RAISE, 0},
+        {5, 1000000, 2000000, 2000, 2000, RAISE, 1600000},     // q = 1 up to one segment duration
+        {5, 1000000, 2000000, 2000, 5999, RAISE, 1200000},     // q = 2
+        {5, 1000000, 2000000, 2000, 12000, KEEP, 0},           // q = 6: negative, held at 0
+        {5, 16777217, 16777217, 1000, 1000, KEEP, 16777216},  // single precision: 2^24 + 1 is not a float
+        {5, 1000000, 2000000, 0, 1000, KEEP, 0},               // duration 0: estimate 0
+    };
+    DashAbrSmoothingAlgorithm smoothing(3);
+    for (const auto& c : cases) {
+        EXPECT_EQ(answer(smoothing, data(c.buffered, c.current, c.rate, c.ms, c.took)),
+                  std::make_pair(c.action, c.bandwidth))
+            << c.buffered << " " << c.current << " " << c.rate << " " << c.took;
+    }
+    DashAbrCbrAlgorithm cbr(5000000);
+    EXPECT_EQ(answer(cbr, data(0, 4000000, 0, 0, 0)), std::make_pair(RAISE, 5000000));
+    EXPECT_EQ(answer(cbr, data(0, 5000000, 0, 0, 0)), std::make_pair(KEEP, 5000000));
+    EXPECT_EQ(answer(cbr, data(0, 6000000, 0, 0, 0)), std::make_pair(LOWER, 5000000));
 }
 
 }  // namespace

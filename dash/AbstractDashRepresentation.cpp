@@ -1,6 +1,5 @@
 #include "dash/AbstractDashRepresentation.h"
 
-#include <limits>
 
 #include "dash/DashUtil.h"
 #include "platform/zun_log.h"
@@ -51,26 +50,6 @@ void AbstractDashRepresentation::updateRepData(const mpd::ISegment* segment) {
     if (segment == nullptr) {
         ZUN_LOG(0, "Possible error or slow network, segment is nullptr");
     }
-}
-
-uint64_t AbstractDashRepresentation::saturatingMultiply(uint64_t a, uint64_t b) {
-    uint64_t product = 0;
-    return __builtin_mul_overflow(a, b, &product) ? std::numeric_limits<uint64_t>::max() : product;
-}
-
-uint64_t AbstractDashRepresentation::saturatingAdd(uint64_t a, uint64_t b) {
-    uint64_t sum = 0;
-    return __builtin_add_overflow(a, b, &sum) ? std::numeric_limits<uint64_t>::max() : sum;
-}
-
-uint64_t AbstractDashRepresentation::saturatingToU64(double value) {
-    if (!(value >= 0.0)) {
-        return 0;
-    }
-    if (value >= 18446744073709551616.0) {
-        return std::numeric_limits<uint64_t>::max();
-    }
-    return static_cast<uint64_t>(value);
 }
 
 }  // namespace dash

@@ -43,12 +43,6 @@ public:
     virtual void updateRepData(const mpd::ISegment* segment);
 
 protected:
-    // Arithmetic shared by the schemes: results beyond 64 bits saturate instead of wrapping, and a
-    // double that is negative or NaN converts to 0 (so no conversion is undefined).
-    static uint64_t saturatingMultiply(uint64_t a, uint64_t b);
-    static uint64_t saturatingAdd(uint64_t a, uint64_t b);
-    static uint64_t saturatingToU64(double value);
-
     std::shared_ptr<DashRepresentationData> mData;
     std::shared_ptr<DashSegmentLocation> mLocation;
     bool mLive;

@@ -24,7 +24,7 @@ void DashSegmentList::initRepresentation(std::shared_ptr<mpd::IMPD> mpd, const m
 
     const uint32_t duration = mSegmentList->GetDuration() != 0 ? mSegmentList->GetDuration() : kDefaultDuration;
     mData->segmentDurationMs = DashUtil::convertScaledTimeToMs(duration, mSegmentList->GetTimescale());
-    mData->totalDurationMs = saturatingMultiply(mData->totalSegments, mData->segmentDurationMs);
+    mData->totalDurationMs = DashUtil::saturatingMultiply(mData->totalSegments, mData->segmentDurationMs);
     mData->firstSegmentTimeMs = 0;
     mData->lastSegmentTimeMs = mData->totalDurationMs - mData->segmentDurationMs;
 }
@@ -41,9 +41,9 @@ std::shared_ptr<mpd::ISegment> DashSegmentList::getNextSegment(bool forward) {
     const mpd::ISegmentURL* url = mSegmentList->GetSegmentURLs().at(index);
     std::shared_ptr<mpd::ISegment> segment(url != nullptr ? url->ToMediaSegment(mData->baseUrls) : nullptr);
 
-    mData->currentSegmentTimeMs = saturatingMultiply(index, mData->segmentDurationMs);
+    mData->currentSegmentTimeMs = DashUtil::saturatingMultiply(index, mData->segmentDurationMs);
     mLocation->segmentNumber = forward ? index + 1 : index - 1;
-    mLocation->segmentTime = saturatingMultiply(mLocation->segmentNumber, mData->segmentDurationMs);
+    mLocation->segmentTime = DashUtil::saturatingMultiply(mLocation->segmentNumber, mData->segmentDurationMs);
     updateRepData(segment.get());
     return segment;
 }

@@ -46,24 +46,24 @@ void DashSegmentTemplate::initRepresentation(std::shared_ptr<mpd::IMPD> mpd, con
             first = 0;
         } else {
             presentationMs = DashUtil::convertISO8601DurationToMs(depth);
-            const uint64_t windowEnd = saturatingAdd(elapsedMs, DashUtil::getUpdatePeriodMs(mpd));
+            const uint64_t windowEnd = DashUtil::saturatingAdd(elapsedMs, DashUtil::getUpdatePeriodMs(mpd));
             const uint64_t windowStart = windowEnd > presentationMs ? windowEnd - presentationMs : 0;
-            first = saturatingToU64(static_cast<double>(windowStart) / segmentMs);
+            first = DashUtil::saturatingToU64(static_cast<double>(windowStart) / segmentMs);
         }
-        last = saturatingToU64(std::floor(static_cast<double>(elapsedMs) / segmentMs) - 1.0);
+        last = DashUtil::saturatingToU64(std::floor(static_cast<double>(elapsedMs) / segmentMs) - 1.0);
     } else {
         const std::string& mediaDuration = mpd->GetMediaPresentationDuration();
         DashUtil::throwIfTrue(mediaDuration.empty(), FAIL_INVALID_MPD, "No mediaPresentationDuration");
         presentationMs = DashUtil::convertISO8601DurationToMs(mediaDuration);
         first = 0;
-        last = saturatingToU64(static_cast<double>(presentationMs) / segmentMs - 1.0);
+        last = DashUtil::saturatingToU64(static_cast<double>(presentationMs) / segmentMs - 1.0);
     }
     mFirstSegment = first;
     mLastSegment = last;
-    mData->totalSegments = saturatingToU64(std::ceil(static_cast<double>(presentationMs) / segmentSeconds / 1000.0));
+    mData->totalSegments = DashUtil::saturatingToU64(std::ceil(static_cast<double>(presentationMs) / segmentSeconds / 1000.0));
     mData->totalDurationMs = presentationMs;
-    mData->firstSegmentTimeMs = saturatingToU64(static_cast<double>(mFirstSegment) * segmentMs);
-    mData->lastSegmentTimeMs = saturatingToU64(static_cast<double>(mLastSegment) * segmentMs);
+    mData->firstSegmentTimeMs = DashUtil::saturatingToU64(static_cast<double>(mFirstSegment) * segmentMs);
+    mData->lastSegmentTimeMs = DashUtil::saturatingToU64(static_cast<double>(mLastSegment) * segmentMs);
 
     if (mLocation->segmentNumber == 0) {
         if (mLive) {
@@ -98,9 +98,9 @@ std::shared_ptr<mpd::ISegment> DashSegmentTemplate::getNextSegment(bool forward)
         index <= std::numeric_limits<uint64_t>::max() - startNumber) {
         segment.reset(mSegmentTemplate->GetMediaSegmentFromNumber(mData->baseUrls, mData->id, mData->bandwidth,
                                                                   startNumber + index));
-        mData->currentSegmentTimeMs = saturatingMultiply(index, mData->segmentDurationMs);
+        mData->currentSegmentTimeMs = DashUtil::saturatingMultiply(index, mData->segmentDurationMs);
         mLocation->segmentNumber = forward ? index + 1 : index - 1;
-        mLocation->segmentTime = saturatingMultiply(mLocation->segmentNumber, mData->segmentDurationMs);
+        mLocation->segmentTime = DashUtil::saturatingMultiply(mLocation->segmentNumber, mData->segmentDurationMs);
     }
     updateRepData(segment.get());
     return segment;

@@ -94,7 +94,7 @@ uint64_t DashSegmentTimeline::openEnd(const std::shared_ptr<mpd::IMPD>& mpd) con
         }
         endMs = DashUtil::convertISO8601DurationToMs(duration);
     }
-    return saturatingAdd(mSegmentTemplate->GetPresentationTimeOffset(),
+    return DashUtil::saturatingAdd(mSegmentTemplate->GetPresentationTimeOffset(),
                          DashUtil::convertMsToScaledTime(endMs, mTimescale));
 }
 

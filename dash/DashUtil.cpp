@@ -15,18 +15,6 @@ namespace {
 
 constexpr uint64_t kDefaultPeriodMs = 6000;
 
-// A non-negative double below 2^64 truncated to unsigned 64 bits; larger values saturate and
-// anything else (negative, NaN) gives 0, so no conversion is undefined.
-uint64_t saturatingToU64(double value) {
-    if (!(value >= 0.0)) {
-        return 0;
-    }
-    if (value >= 18446744073709551616.0) {
-        return std::numeric_limits<uint64_t>::max();
-    }
-    return static_cast<uint64_t>(value);
-}
-
 void requireMpd(const std::shared_ptr<mpd::IMPD>& mpd) {
     DashUtil::throwIfTrue(mpd == nullptr, FAIL_INVALID_MPD, "No MPD");
 }
@@ -213,6 +201,26 @@ const mpd::ISegmentTemplate* DashUtil::getSegmentTemplate(std::shared_ptr<mpd::I
     requireMpd(mpd);
     const mpd::IPeriod* period = mpd->GetPeriods().at(0);
     return period != nullptr ? period->GetSegmentTemplate() : nullptr;
+}
+
+uint64_t DashUtil::saturatingMultiply(uint64_t a, uint64_t b) {
+    uint64_t product = 0;
+    return __builtin_mul_overflow(a, b, &product) ? std::numeric_limits<uint64_t>::max() : product;
+}
+
+uint64_t DashUtil::saturatingAdd(uint64_t a, uint64_t b) {
+    uint64_t sum = 0;
+    return __builtin_add_overflow(a, b, &sum) ? std::numeric_limits<uint64_t>::max() : sum;
+}
+
+uint64_t DashUtil::saturatingToU64(double value) {
+    if (!(value >= 0.0)) {
+        return 0;
+    }
+    if (value >= 18446744073709551616.0) {
+        return std::numeric_limits<uint64_t>::max();
+    }
+    return static_cast<uint64_t>(value);
 }
 
 uint64_t DashUtil::convertScaledTimeToMs(uint64_t time, uint32_t timescale) {

@@ -71,6 +71,14 @@ public:
     // trunc(ms x (timescale / 1000.0)): never overshoots.
     static uint64_t convertMsToScaledTime(uint64_t ms, uint32_t timescale);
 
+    // --- overflow-safe arithmetic for times and counts ---
+
+    // Results beyond 64 bits saturate instead of wrapping; a double that is negative or NaN
+    // converts to 0, one at or above 2^64 to the largest value (so no conversion is undefined).
+    static uint64_t saturatingMultiply(uint64_t a, uint64_t b);
+    static uint64_t saturatingAdd(uint64_t a, uint64_t b);
+    static uint64_t saturatingToU64(double value);
+
     // --- base URLs and timelines ---
 
     // The parent list, then each child in order; an absolute child ("http://", "https://")

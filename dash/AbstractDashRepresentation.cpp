@@ -1,6 +1,5 @@
 #include "dash/AbstractDashRepresentation.h"
 
-
 #include "dash/DashUtil.h"
 #include "platform/zun_log.h"
 

@@ -1,5 +1,6 @@
 #include "dash/AbstractDashRepresentationCommonSeek.h"
 
+#include "dash/DashUtil.h"
 #include "platform/zun_log.h"
 
 // The seek logs belong to the representation base's log source.
@@ -47,6 +48,12 @@ SeekPosition AbstractDashRepresentationCommonSeek::findFixedDurationSegment(uint
     segmentDurationMs = mData->segmentDurationMs;
     positionMs = segmentNumber * mData->segmentDurationMs;
     return result;
+}
+
+void AbstractDashRepresentationCommonSeek::stepFrom(uint64_t index, bool forward) {
+    mData->currentSegmentTimeMs = DashUtil::saturatingMultiply(index, mData->segmentDurationMs);
+    mLocation->segmentNumber = forward ? index + 1 : index - 1;
+    mLocation->segmentTime = DashUtil::saturatingMultiply(mLocation->segmentNumber, mData->segmentDurationMs);
 }
 
 }  // namespace dash

@@ -36,6 +36,9 @@ protected:
     // last segment is InRange. Before initRepresentation (duration 0) it answers the first segment.
     SeekPosition findFixedDurationSegment(uint64_t& positionMs, uint64_t& segmentNumber,
                                           uint64_t& segmentDurationMs) const;
+    // After the segment of number `index` was handed out: its start becomes currentSegmentTimeMs and
+    // the cursor steps one segment forward or back (segmentNumber and its start segmentTime, ms).
+    void stepFrom(uint64_t index, bool forward);
 };
 
 }  // namespace dash

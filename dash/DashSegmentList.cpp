@@ -40,10 +40,7 @@ std::shared_ptr<mpd::ISegment> DashSegmentList::getNextSegment(bool forward) {
     const uint64_t index = mLocation->segmentNumber;
     const mpd::ISegmentURL* url = mSegmentList->GetSegmentURLs().at(index);
     std::shared_ptr<mpd::ISegment> segment(url != nullptr ? url->ToMediaSegment(mData->baseUrls) : nullptr);
-
-    mData->currentSegmentTimeMs = DashUtil::saturatingMultiply(index, mData->segmentDurationMs);
-    mLocation->segmentNumber = forward ? index + 1 : index - 1;
-    mLocation->segmentTime = DashUtil::saturatingMultiply(mLocation->segmentNumber, mData->segmentDurationMs);
+    stepFrom(index, forward);
     updateRepData(segment.get());
     return segment;
 }

@@ -98,9 +98,7 @@ std::shared_ptr<mpd::ISegment> DashSegmentTemplate::getNextSegment(bool forward)
         index <= std::numeric_limits<uint64_t>::max() - startNumber) {
         segment.reset(mSegmentTemplate->GetMediaSegmentFromNumber(mData->baseUrls, mData->id, mData->bandwidth,
                                                                   startNumber + index));
-        mData->currentSegmentTimeMs = DashUtil::saturatingMultiply(index, mData->segmentDurationMs);
-        mLocation->segmentNumber = forward ? index + 1 : index - 1;
-        mLocation->segmentTime = DashUtil::saturatingMultiply(mLocation->segmentNumber, mData->segmentDurationMs);
+        stepFrom(index, forward);
     }
     updateRepData(segment.get());
     return segment;

@@ -84,6 +84,11 @@ TEST(DashAdaptationSet, KeepsSuitableRepresentationsInOrderAndChoosesTheFirst) {
         // A set without @mimeType: the Representation's own counts.
         {"video/mp4", mpdText({{"", "", {{"own", 500000, 360, "video/mp4"}, {"a", 64000, 360, "audio/mp4"}}}}),
          "own / own"},
+        // Only the first Period counts: the second one's representation is not taken.
+        {"video/mp4", [] { std::string x = mpdText({kVideo}); return x.insert(x.size() - 6,
+            "<Period><AdaptationSet mimeType=\"video/mp4\"><Representation id=\"p2\" bandwidth=\"1\" "
+            "height=\"360\"><SegmentList duration=\"1\"><SegmentURL media=\"s\"/></SegmentList>"
+            "</Representation></AdaptationSet></Period>"); }(), "v400 v800 v1200 / v400"},
         // Nothing usable: video too tall or too short, an unsupported type, no Period.
         {"video/mp4", mpdText({{"video/mp4", "", {{"big", 9000000, 2160}, {"tiny", 100000, 144}}}}), noRep},
         {"text/vtt", mpdText({{"text/vtt", "", {{"t", 1000, 0}}}}), noRep},

@@ -34,6 +34,16 @@ struct Rng {
     bool percent(unsigned p) { return below(100) < p; }
 };
 
+// The cases of a random test: at least `minimum`, then more until about two seconds have passed.
+struct Budget {
+    explicit Budget(int minimum) : minimum(minimum), end(std::chrono::steady_clock::now() + std::chrono::seconds(2)) {}
+    bool more(int done) const {
+        return done < minimum || (done < 50 * minimum && std::chrono::steady_clock::now() < end);
+    }
+    int minimum;
+    std::chrono::steady_clock::time_point end;
+};
+
 std::string attr(const char* name, const std::string& value) { return std::string(" ") + name + "=\"" + value + "\""; }
 std::string attr(const char* name, uint64_t value) { return attr(name, to_string(value)); }
 
@@ -82,7 +92,8 @@ std::string timeline(Rng& rng, size_t entries, bool big) {
 // front-to-back walk finds it; a gap is refused), else the first or last item; walks agree with that search.
 TEST(DashEnginePropertyTest, RandomTimelines) {
     Rng rng(0);
-    for (int i = 0; i < 200 && !HasFailure(); ++i) {
+    const Budget budget(200);
+    for (int i = 0; budget.more(i) && !HasFailure(); ++i) {
         SCOPED_TRACE("MPD " + to_string(i));
         bool live = false;
         const uint32_t scale = kTimescales[rng.below(6)];
@@ -138,7 +149,8 @@ TEST(DashEnginePropertyTest, FiftyThousandEntriesWalkForward) {
 // and last segment; a walk hands out the segment numbered by the cursor (the template perhaps none).
 TEST(DashEnginePropertyTest, RandomTemplatesAndLists) {
     Rng rng(1);
-    for (int i = 0; i < 500 && !HasFailure(); ++i) {
+    const Budget budget(500);
+    for (int i = 0; budget.more(i) && !HasFailure(); ++i) {
         SCOPED_TRACE("MPD " + to_string(i));
         bool live = false, list = rng.percent(15);
         const std::string mpd = list ? "type=\"static\"" : presentation(rng, live);

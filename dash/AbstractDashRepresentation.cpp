@@ -51,4 +51,16 @@ void AbstractDashRepresentation::updateRepData(const mpd::ISegment* segment) {
     }
 }
 
+const char* AbstractDashRepresentation::markSeekEnd(SeekPosition result) {
+    if (result == PastEnd && !mLive) {
+        mLocation->endReached = true;
+        return "Attempted to seek/find past end of segment list";
+    }
+    if (result == BeforeStart) {
+        mLocation->beginReached = true;
+        return "Attempted to seek/find before start of segment list";
+    }
+    return nullptr;
+}
+
 }  // namespace dash

@@ -7,6 +7,7 @@
 #include "dash/DashRepresentationData.h"
 #include "dash/DashSegmentLocation.h"
 #include "dash/IDashRepresentation.h"
+#include "dash/SeekPosition.h"
 
 namespace dash {
 
@@ -43,6 +44,11 @@ public:
     virtual void updateRepData(const mpd::ISegment* segment);
 
 protected:
+    // The end flag a seek's search result raises: PastEnd sets endReached on demand only (a live
+    // edge moves on), BeforeStart sets beginReached live or not. Returns the line the caller logs
+    // for it ("Attempted to seek/find ..."), null when no flag is raised.
+    const char* markSeekEnd(SeekPosition result);
+
     std::shared_ptr<DashRepresentationData> mData;
     std::shared_ptr<DashSegmentLocation> mLocation;
     bool mLive;

@@ -17,12 +17,8 @@ uint64_t AbstractDashRepresentationCommonSeek::seek(uint64_t positionMs) {
     mLocation->beginReached = false;
     uint64_t segmentDurationMs = 0;
     const SeekPosition result = findSegmentNumber(positionMs, mLocation->segmentNumber, segmentDurationMs);
-    if (result == PastEnd && !mLive) {
-        ZUN_LOG(0, "Attempted to seek/find past end of segment list");
-        mLocation->endReached = true;
-    } else if (result == BeforeStart) {
-        ZUN_LOG(0, "Attempted to seek/find before start of segment list");
-        mLocation->beginReached = true;
+    if (const char* text = markSeekEnd(result)) {
+        ZUN_LOG(0, "%s", text);
     }
     return positionMs;
 }

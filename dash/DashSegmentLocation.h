@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <set>
+#include <vector>
 
 #include "dash/DashTimelineItem.h"
 
@@ -16,6 +17,14 @@ struct DashSegmentLocation {
     // timeline scheme (where it, not segmentNumber, is the position).
     uint64_t segmentTime = 0;
     std::set<DashTimelineItem> timeline;  // the expanded SegmentTimeline of the timeline scheme
+    // Search index of `timeline`, rebuilt by the timeline scheme whenever it replaces the timeline:
+    // per item in start order, its start and duration and the largest item end up to it.
+    struct Reach {
+        uint64_t startTime;
+        uint64_t reach;
+        uint32_t duration;
+    };
+    std::vector<Reach> timelineIndex;
     bool endReached = false;    // the position has passed the last segment
     bool beginReached = false;  // the position has gone before the first segment (rewinding)
 };

@@ -1,8 +1,6 @@
 #include "dash/DashSegmentTimeline.h"
 
 #include <algorithm>
-#include <map>
-#include <mutex>
 #include <sstream>
 
 #include "dash/DashUtil.h"
@@ -12,35 +10,7 @@ ZUN_LOG_SOURCE("dash/DashSegmentTimeline")
 
 namespace dash {
 
-// The timeline of a cursor in start order, with the largest item end seen so far per item: the
-// first item whose `reach` exceeds a time is the first item, in start order, that can cover it.
-struct DashSegmentTimeline::TimelineIndex {
-    struct Entry {
-        uint64_t startTime;
-        uint64_t reach;  // max over this and all earlier items of their end (an empty item ends at its start)
-        uint32_t duration;
-    };
-    std::vector<Entry> entries;
-};
-
 namespace {
-
-// One index per cursor, shared by the timeline representations of that cursor. Each of them holds
-// the cursor, so its address cannot be reused while an index made for it is alive.
-std::shared_ptr<DashSegmentTimeline::TimelineIndex> sharedIndex(const DashSegmentLocation* location) {
-    static std::mutex mutex;
-    static std::map<const DashSegmentLocation*, std::weak_ptr<DashSegmentTimeline::TimelineIndex>> indexes;
-    std::lock_guard<std::mutex> lock(mutex);
-    for (auto it = indexes.begin(); it != indexes.end();) {
-        it = it->second.expired() ? indexes.erase(it) : std::next(it);
-    }
-    std::shared_ptr<DashSegmentTimeline::TimelineIndex> index = indexes[location].lock();
-    if (!index) {
-        index = std::make_shared<DashSegmentTimeline::TimelineIndex>();
-        indexes[location] = index;
-    }
-    return index;
-}
 
 unsigned long long ull(uint64_t value) {
     return static_cast<unsigned long long>(value);
@@ -53,8 +23,7 @@ DashSegmentTimeline::DashSegmentTimeline(std::shared_ptr<DashSegmentLocation> lo
       mSegmentTemplate(nullptr),
       mSegmentTimeline(nullptr),
       mTimescale(0),
-      mOpenEnd(0),
-      mIndex(sharedIndex(mLocation.get())) {}
+      mOpenEnd(0) {}
 
 void DashSegmentTimeline::initRepresentation(std::shared_ptr<mpd::IMPD> mpd, const mpd::IAdaptationSet& adaptationSet,
                                              const mpd::IRepresentation& representation,
@@ -128,7 +97,7 @@ void DashSegmentTimeline::initTimeline(const mpd::ISegmentTimeline* timeline) {
 }
 
 void DashSegmentTimeline::rebuildIndex() const {
-    std::vector<TimelineIndex::Entry>& entries = mIndex->entries;
+    std::vector<DashSegmentLocation::Reach>& entries = mLocation->timelineIndex;
     entries.clear();
     entries.reserve(mLocation->timeline.size());
     uint64_t reach = 0;
@@ -138,19 +107,19 @@ void DashSegmentTimeline::rebuildIndex() const {
             end = item.startTime;  // the 64-bit sum wrapped: the item covers no time
         }
         reach = std::max(reach, end);
-        entries.push_back(TimelineIndex::Entry{item.startTime, reach, item.duration});
+        entries.push_back(DashSegmentLocation::Reach{item.startTime, reach, item.duration});
     }
 }
 
 bool DashSegmentTimeline::findCovering(uint64_t time, uint64_t& startTime, uint32_t& duration) const {
-    if (mIndex->entries.size() != mLocation->timeline.size()) {
+    if (mLocation->timelineIndex.size() != mLocation->timeline.size()) {
         rebuildIndex();
     }
-    const std::vector<TimelineIndex::Entry>& entries = mIndex->entries;
+    const std::vector<DashSegmentLocation::Reach>& entries = mLocation->timelineIndex;
     // Items before the first whose reach exceeds `time` all end at or before it; that item ends
     // after it and covers it unless it starts later (a gap: every later item starts later too).
     auto it = std::upper_bound(entries.begin(), entries.end(), time,
-                               [](uint64_t t, const TimelineIndex::Entry& entry) { return t < entry.reach; });
+                               [](uint64_t t, const DashSegmentLocation::Reach& entry) { return t < entry.reach; });
     if (it == entries.end() || it->startTime > time) {
         return false;
     }
@@ -228,12 +197,8 @@ uint64_t DashSegmentTimeline::seek(uint64_t positionMs) {
     uint64_t segmentDurationMs = 0;
     const SeekPosition result = findSegment(positionMs, scaledTime, segmentDurationMs);
     mLocation->segmentTime = scaledTime;
-    if (result == PastEnd && !mLive) {
-        ZUN_LOG(0, "Attempted to seek/find past end of segment list");
-        mLocation->endReached = true;
-    } else if (result == BeforeStart) {
-        ZUN_LOG(0, "Attempted to seek/find before start of segment list");
-        mLocation->beginReached = true;
+    if (const char* text = markSeekEnd(result)) {
+        ZUN_LOG(0, "%s", text);
     }
     ZUN_LOG(0, "Seeked to segment %llu(%llums)", ull(mLocation->segmentNumber), ull(positionMs));
     return positionMs;

@@ -30,10 +30,10 @@ namespace dash {
 // - Search cost: getNextSegment, seek and findSegmentPosition run a binary search (O(log n)) on an
 //   index of the timeline that holds, per item, the largest item end up to it; the answers are
 //   those of a front-to-back walk (first item in start order that covers the time), overlaps and
-//   gaps included. The index is built once per timeline (O(n)) and shared, like the timeline,
-//   by every DashSegmentTimeline of one cursor, so a timeline written by another representation
-//   of the set is never searched with a stale index. It takes 24 bytes per item (at most
-//   DashUtil::kMaxTimelineItems items); the constructor finds it under a process-wide mutex.
+//   gaps included. The index is built once per timeline (O(n)) and kept beside the timeline in the
+//   shared cursor (DashSegmentLocation::timelineIndex), so every representation of the set searches
+//   the index of the timeline in force. It takes 24 bytes per item (at most
+//   DashUtil::kMaxTimelineItems items).
 // - Negative repeat (@r -1) of the last S: it runs up to an open end in scaled media time,
 //   @presentationTimeOffset + the first Period's @duration (else @mediaPresentationDuration) on
 //   demand, @presentationTimeOffset + (publish time - availability start) live (the live edge,
@@ -73,9 +73,6 @@ public:
     // The item that holds positionMs: writes its start (ms and scaled) and duration (ms).
     SeekPosition findSegment(uint64_t& positionMs, uint64_t& scaledTime, uint64_t& segmentDurationMs) const;
 
-    // The search index of one cursor's timeline, shared by its timeline representations.
-    struct TimelineIndex;
-
 private:
     uint64_t openEnd(const std::shared_ptr<mpd::IMPD>& mpd) const;
     // The first item in start order that covers `time` (scaled); false in a gap or outside.
@@ -86,7 +83,6 @@ private:
     const mpd::ISegmentTimeline* mSegmentTimeline;
     uint32_t mTimescale;
     uint64_t mOpenEnd;  // scaled end for a last S with @r -1 (0: unknown)
-    std::shared_ptr<TimelineIndex> mIndex;
 };
 
 }  // namespace dash

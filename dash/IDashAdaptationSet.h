@@ -10,6 +10,7 @@
 
 #include "dash/DashAbrAdjustment.h"
 #include "dash/DashAbrData.h"
+#include "dash/DashContentProtection.h"
 #include "dash/DashQueuedSegment.h"
 #include "dash/DashRepresentationData.h"
 #include "dash/IDashRepresentation.h"
@@ -64,6 +65,13 @@ public:
     virtual void setAbrStrategy(std::function<DashAbrAdjustment(const DashAbrData&)> strategy) = 0;
     // Every representation in order (language, then bandwidth).
     virtual std::vector<std::shared_ptr<IDashRepresentation>> getRepresentations() const = 0;
+
+    // --- for the host ---
+
+    // The ContentProtection descriptors of the set, read when its representations are (re)read.
+    virtual std::vector<DashContentProtection> getContentProtections() const = 0;
+    // Rate of the last finished segment download, bits per second (0 before the first).
+    virtual int32_t getLastDownloadRate() const = 0;
 };
 
 }  // namespace dash

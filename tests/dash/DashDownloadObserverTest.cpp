@@ -39,6 +39,8 @@ public:
     std::shared_ptr<IDashRepresentation> getRepresentation() const override { return {}; }
     std::shared_ptr<DashRepresentationData> getCurrentRepresentation() const override { return {}; }
     std::vector<std::shared_ptr<IDashRepresentation>> getRepresentations() const override { return {}; }
+    std::vector<DashContentProtection> getContentProtections() const override { return {}; }
+    int32_t getLastDownloadRate() const override { return 0; }
     const std::string& getMimeType() const override { return mime; }
 };
 

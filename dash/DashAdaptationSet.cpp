@@ -104,16 +104,23 @@ void DashAdaptationSet::initAdaptationSet(std::shared_ptr<mpd::IMPD> mpd, const 
     // Only the first Period is used.
     const mpd::IPeriod& period = *mpd->GetPeriods().front();
     const std::vector<mpd::IBaseUrl*> periodUrls = DashUtil::addBaseURLs(baseUrls, period.GetBaseURLs());
+    std::vector<DashContentProtection> protections;
     for (const mpd::IAdaptationSet* adaptationSet : period.GetAdaptationSets()) {
         if (adaptationSet == nullptr) {
             continue;
         }
         const std::vector<mpd::IBaseUrl*> urls = DashUtil::addBaseURLs(periodUrls, adaptationSet->GetBaseURLs());
+        bool setProtectionsTaken = false;
         for (const mpd::IRepresentation* representation : adaptationSet->GetRepresentation()) {
             DashUtil::throwIfTrue(representation == nullptr, FAIL_INVALID_REP, "Unknown reason");
             if (adaptationSet->GetMimeType() != mMimeType && representation->GetMimeType() != mMimeType) {
                 continue;
             }
+            if (!setProtectionsTaken) {
+                addContentProtections(protections, adaptationSet->GetContentProtection());
+                setProtectionsTaken = true;
+            }
+            addContentProtections(protections, representation->GetContentProtection());
             if (!validRepresentation(*representation, *adaptationSet, mMimeType)) {
                 continue;
             }
@@ -139,6 +146,7 @@ void DashAdaptationSet::initAdaptationSet(std::shared_ptr<mpd::IMPD> mpd, const 
     }
     DashUtil::throwIfTrue(mRepresentations.empty(), FAIL_INVALID_REP, "No representation");
     mMpd = mpd;
+    mContentProtections = std::move(protections);
 
     std::sort(mRepresentations.begin(), mRepresentations.end(),
               [](const std::shared_ptr<IDashRepresentation>& a, const std::shared_ptr<IDashRepresentation>& b) {
@@ -486,6 +494,34 @@ void DashAdaptationSet::setTrickMode(int rate) {
 void DashAdaptationSet::setSegmentReadyCallback(std::function<void(int)> callback) {
     std::lock_guard<std::recursive_mutex> lock(mMutex);
     mSegmentReadyCallback = std::move(callback);
+}
+
+
+std::vector<DashContentProtection> DashAdaptationSet::getContentProtections() const {
+    std::lock_guard<std::recursive_mutex> lock(mMutex);
+    return mContentProtections;
+}
+
+int32_t DashAdaptationSet::getLastDownloadRate() const {
+    // The observer's figures are atomics: no lock needed.
+    return mDownloadObserver != nullptr ? mDownloadObserver->getLastDownloadRate() : 0;
+}
+
+void DashAdaptationSet::addContentProtections(std::vector<DashContentProtection>& protections,
+                                              const std::vector<mpd::IDescriptor*>& descriptors) {
+    for (const mpd::IDescriptor* descriptor : descriptors) {
+        if (descriptor == nullptr) {
+            continue;
+        }
+        DashContentProtection record = DashContentProtection::fromDescriptor(*descriptor);
+        const bool known = std::any_of(protections.begin(), protections.end(), [&](const DashContentProtection& p) {
+            return p.schemeIdUri == record.schemeIdUri && p.value == record.value && p.defaultKid == record.defaultKid &&
+                   p.pssh == record.pssh && p.pro == record.pro;
+        });
+        if (!known) {
+            protections.push_back(std::move(record));
+        }
+    }
 }
 
 }  // namespace dash

@@ -99,6 +99,10 @@ namespace dash {
 // - A download whose StartDownload refuses (no URL) is reported complete at once, so it ends as a
 //   failed download ("Empty segment.") instead of leaving the future open.
 // - The preferred audio language is "eng"; nothing changes it.
+// - Content protection: the ContentProtection descriptors of every AdaptationSet that contributes
+//   representations, then those written on the Representations themselves, in document order;
+//   a descriptor equal to one already taken (scheme, value, key id and data) is taken once. They
+//   are re-read with each refreshed MPD.
 // - Destruction with a download in flight: the observer is detached from the segment first (after
 //   that the segment no longer calls into the set), the transfer is aborted and the segment is
 //   released, whose destructor joins the transfer thread; the download's future becomes false if
@@ -136,6 +140,10 @@ public:
     void setAbrStrategy(std::function<DashAbrAdjustment(const DashAbrData&)> strategy) override;
     std::vector<std::shared_ptr<IDashRepresentation>> getRepresentations() const override;
 
+    // --- for the host ---
+    std::vector<DashContentProtection> getContentProtections() const override;
+    int32_t getLastDownloadRate() const override;
+
     // Whether `representation` suits a set of `mimeType` (video: height within the limits).
     bool validRepresentation(const mpd::IRepresentation& representation, const mpd::IAdaptationSet& adaptationSet,
                              const std::string& mimeType) const;
@@ -148,6 +156,9 @@ private:
     };
 
     void pushDashQueueSegment(DashQueuedSegment segment);
+    // Appends the records of `descriptors` that `protections` does not already hold.
+    static void addContentProtections(std::vector<DashContentProtection>& protections,
+                                      const std::vector<mpd::IDescriptor*>& descriptors);
     // Detaches, aborts and releases the download in flight; its future, if still open, becomes
     // false. Under mMutex.
     void dropDownload();
@@ -187,6 +198,7 @@ private:
     bool mDiscardNext = false;
     int32_t mPlaybackRate = 1000;  // thousandths
     std::function<void(int)> mSegmentReadyCallback;
+    std::vector<DashContentProtection> mContentProtections;
 };
 
 }  // namespace dash

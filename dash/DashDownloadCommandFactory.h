@@ -4,9 +4,9 @@
 
 namespace dash {
 
-// Makes DASH download commands. Until the DASH client is built in, it makes none: it logs
-// "DASH presentations are not supported by this build: %s" and returns an empty pointer, which
-// the file factory reports as a failure to open.
+// Makes the download command (DashDownloadCommand) of a DASH presentation from its MPD address.
+// Never throws: a failure is logged ("end, ...") and answered with an empty pointer, which the
+// file factory reports as a failure to open. Any thread.
 class DashDownloadCommandFactory : public IDashDownloadCommandFactory {
 public:
     std::shared_ptr<IDashDownloadCommand> getDownloadCommand(const std::string& url) override;

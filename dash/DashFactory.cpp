@@ -3,8 +3,11 @@
 #include <sys/stat.h>
 #include <tinyxml.h>
 
+#include <utility>
+
 #include "dash/DashAdaptationSet.h"
 #include "dash/DashConfiguration.h"
+#include "dash/DashDownloader.h"
 #include "dash/DashDownloadObserver.h"
 #include "dash/DashSegmentBase.h"
 #include "dash/DashSegmentList.h"
@@ -20,8 +23,7 @@ namespace dash {
 DashFactory::DashFactory() : mManager(CreateDashManager()), mNotifier(std::make_shared<DashEventNotifier>()) {}
 
 std::shared_ptr<IDashDownloader> DashFactory::createDashDownloader(std::string url) {
-    ZUN_LOG(0, "end, No DASH downloader in this build for %s", url.c_str());
-    return nullptr;
+    return std::make_shared<DashDownloader>(std::move(url), mManager, DashDownloader::kDefaultUpdatePeriodMs);
 }
 
 std::shared_ptr<IDashAdaptationSet> DashFactory::createDashAdaptationSet(std::shared_ptr<mpd::IMPD> mpd,

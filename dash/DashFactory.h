@@ -12,6 +12,8 @@ namespace dash {
 
 // The process's maker of DASH objects (reached through DashFactoryBuilder). Holds the manifest
 // library's manager, the settings once loaded, and the one event notifier of all sessions.
+// createDashDownloader makes a DashDownloader on that manager, with
+// DashDownloader::kDefaultUpdatePeriodMs as its live update period until a live MPD gives its own.
 // Thread-safe: the settings cache is guarded by a mutex, because the controlling thread (adaptation
 // set construction) and a downloader thread (its buffer check) both ask for it.
 // Settings files above 1 MiB are refused like unreadable ones, so a wrong path (a device node, a

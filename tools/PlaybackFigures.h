@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "avfile/AvStreamerState.h"
+#include "dash/DashCapability.h"
 
 namespace velar_play {
 
@@ -14,6 +15,14 @@ struct PlaybackFigures {
     uint64_t positionMs = 0;  // the streamer's position (its timing track), milliseconds
     uint64_t durationMs = 0;  // the presentation's duration, milliseconds (0: unknown)
     uint64_t bytesOut = 0;    // program stream bytes written to the output
+    // A DASH presentation's snapshot (status, choice in force and buffers per adaptation set),
+    // taken with the reading; hasDash false for other input.
+    bool hasDash = false;
+    dash::DashCapability dash;
+    // The last reading of a run carries the wall-clock milliseconds from just before openPath to
+    // the first program stream byte taken from the ring (-1: none came).
+    bool last = false;
+    int64_t firstByteMs = -1;
 };
 
 }  // namespace velar_play

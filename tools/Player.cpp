@@ -7,6 +7,7 @@
 
 #include "avfile/AvTrack.h"
 #include "avfile/AvTrackType.h"
+#include "avfile/IAvDashInfo.h"
 #include "tools/KeyFrameStepper.h"
 #include "tools/ProgressLine.h"
 #include "tools/RingDrainer.h"
@@ -18,6 +19,8 @@ using avfile::AvStreamerState;
 using Clock = std::chrono::steady_clock;
 
 namespace {
+
+const char* const kDashMimeType = "application/dash+xml";
 
 const char* trackTypeName(avfile::AvTrackType type) {
     switch (type) {
@@ -47,18 +50,29 @@ void Player::run() {
 }
 
 void Player::open() {
+    bool dashType = mOptions.mimeType == kDashMimeType;
+    mOpenStart = Clock::now();
     try {
         mFile = mService.openPath(mOptions.input, mOptions.mimeType);
     } catch (const std::exception& e) {
-        throw PlayError(e.what());
+        // The DASH file's texts ("Invalid MPD", "Bad connection") do not name the input.
+        throw PlayError(dashType ? mOptions.input + ": " + e.what() : std::string(e.what()));
     }
     if (!mFile) {
+        if (dashType) {
+            throw PlayError("cannot open " + mOptions.input + " as a DASH presentation");
+        }
         throw PlayError("cannot open " + mOptions.input + ": MIME type \"" + mOptions.mimeType +
                         "\" is not supported");
     }
+    // A cross cast to an interface of the library's file object: the type information of the
+    // header-only interface is compared by name, so it works across dlopen.
+    mDashInfo = dynamic_cast<avfile::IAvDashInfo*>(mFile.get());
 }
 
 void Player::checkTracks() {
+    // The duration first: a DASH file brings its track descriptions up to date with it.
+    mDurationMs = mFile->getDuration();
     std::vector<avfile::AvTrack> tracks = mFile->getTracks();
     for (const avfile::AvTrack& track : tracks) {
         bool video = track.type == avfile::AvTrackType::Video;
@@ -68,11 +82,14 @@ void Player::checkTracks() {
                             trackTypeName(track.type) +
                             " in a codec velar cannot play (H.264 video and AAC audio only)");
         }
-        if (video) {
+        if (video && !mHasVideo) {
             mHasVideo = true;
+            mVideoEndMs = track.durationMs;
         }
     }
-    mDurationMs = mFile->getDuration();
+    if (mVideoEndMs == 0) {
+        mVideoEndMs = mDurationMs;
+    }
 }
 
 void Player::start() {
@@ -87,8 +104,15 @@ void Player::start() {
     mFilter = mOptions.keyFramesOnly ? avfile::AvSampleFilter::KeyFramesOnly
                                      : avfile::AvSampleFilter::AllSamples;
     bool backwards = mOptions.hasRate && mOptions.rate < 0;
+    // Trick play starts at --seek, else at 0 forwards and at the end backwards.
+    uint64_t firstTarget = mOptions.hasSeek ? mOptions.seekMs : (backwards ? mVideoEndMs : 0);
     if (mOptions.keyFramesOnly && mHasVideo) {
-        mStepper.reset(new KeyFrameStepper(backwards, mDurationMs));
+        if (mOptions.rate != 1000) {
+            mStepper.reset(new KeyFrameStepper(
+                KeyFrameStepper::byRate(mOptions.rate, firstTarget, mVideoEndMs)));
+        } else {
+            mStepper.reset(new KeyFrameStepper(backwards, mVideoEndMs));
+        }
         mDrainer->setHolding(true);
     }
     if (mOptions.hasRate) {
@@ -109,9 +133,8 @@ void Player::start() {
     }
     // Trick play backwards without --seek starts from the end.
     bool seek = mOptions.hasSeek || (mStepper && backwards);
-    uint64_t target = mOptions.hasSeek ? mOptions.seekMs : mDurationMs;
     if (seek) {
-        if (!mStreamer->setPosition(target, mFilter)) {
+        if (!mStreamer->setPosition(firstTarget, mFilter)) {
             failWithStreamerError();
         }
         mDrainer->skipToPackHeader();
@@ -149,7 +172,7 @@ void Player::loop() {
                             " s (truncated?)");
         }
     }
-    report(mStreamer->getState(), true);
+    report(mStreamer->getState(), true, true);
     mProgress->finish();
     if (mOptions.verbose && mDrainer->skippedBytes() > 0) {
         std::fprintf(stderr, "velar-play: skipped %llu bytes of an old position before a pack "
@@ -197,6 +220,7 @@ void Player::failWithStreamerError() {
     while (mDrainer->drainOnce(0) > 0) {
     }
     mDrainer->dropHeld();
+    report(mStreamer->getState(), true, true);
     mProgress->finish();
     if (mListener.hasError()) {
         throw PlayError(mListener.errorText());
@@ -206,7 +230,8 @@ void Player::failWithStreamerError() {
 
 bool Player::stalled(AvStreamerState state, size_t drained) {
     Clock::time_point now = Clock::now();
-    if (state != AvStreamerState::Buffering || drained > 0) {
+    // A DASH presentation in Buffering waits for the network; its own statuses end it.
+    if (mDashInfo != nullptr || state != AvStreamerState::Buffering || drained > 0) {
         mLastActivity = now;
         mLastSize = -1;
         return false;
@@ -233,17 +258,27 @@ uint64_t Player::elapsedMs() const {
         std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - mStart).count());
 }
 
-PlaybackFigures Player::figures(AvStreamerState state) const {
+PlaybackFigures Player::figures(AvStreamerState state, bool last) const {
     PlaybackFigures f;
     f.elapsedMs = elapsedMs();
     f.state = state;
     f.positionMs = mStreamer->getPosition();
     f.durationMs = mDurationMs;
     f.bytesOut = mDrainer->bytesOut();
+    if (mDashInfo != nullptr && mStats) {
+        f.hasDash = true;
+        f.dash = mDashInfo->getDashCapability();
+    }
+    f.last = last;
+    Clock::time_point firstByte;
+    if (last && mDrainer->firstByteTime(firstByte)) {
+        f.firstByteMs = std::chrono::duration_cast<std::chrono::milliseconds>(firstByte - mOpenStart)
+                            .count();
+    }
     return f;
 }
 
-void Player::report(AvStreamerState state, bool force) {
+void Player::report(AvStreamerState state, bool force, bool last) {
     Clock::time_point now = Clock::now();
     if (!force && now - mLastReport < std::chrono::milliseconds(kReportEveryMs)) {
         return;
@@ -252,7 +287,7 @@ void Player::report(AvStreamerState state, bool force) {
     if (!mStats && !mProgress->active()) {
         return;
     }
-    PlaybackFigures f = figures(state);
+    PlaybackFigures f = figures(state, last);
     if (mStats) {
         mStats->write(f);
     }

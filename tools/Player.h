@@ -14,15 +14,26 @@
 // - --keyframes on a presentation with a video track is key-frame trick play: after each key frame
 //   (state KeyframeSent) the ring is drained and the streamer positioned again where
 //   KeyFrameStepper says; stretches that repeat a key frame are dropped, so the output carries
-//   each chosen key frame once, in order, each behind its own pack header. A negative --rate
-//   walks backwards from --seek (or from the end); the rate's size does not change which key
-//   frames are written, since velar-play writes as fast as the stream converts and paces nothing.
-//   Without a video track the filter alone applies and the stream plays to its end.
-// - --rate is handed to setPlaybackRate before the first positioning; a local MP4 ignores it.
+//   each chosen key frame once, in order, each behind its own pack header. At a --rate other than
+//   1000 the position steps by |rate| milliseconds per key frame (what a host showing one key
+//   frame per second of wall time at that rate would show), forwards or backwards, from --seek
+//   (else 0 forwards, the end of the video track backwards; a target at or past that end is
+//   not asked for); at rate 1000 every key frame is written once. velar-play
+//   writes as fast as the stream converts and paces nothing. Without a video track the filter
+//   alone applies and the stream plays to its end.
+// - --rate is handed to setPlaybackRate (which passes it to the file) before the first
+//   positioning; a local MP4 ignores it, a DASH file passes it on to its downloader as trick mode.
 // - The end is EndOfFile with the ring empty (nothing is written after EndOfFile).
 // - A local file that stays in Buffering (the library's NotEnoughData) without growing for
 //   kStallMs is taken as truncated: exit 1. A file that is still being written keeps growing, and
-//   playback goes on as long as it does.
+//   playback goes on as long as it does. A DASH presentation in Buffering waits for the network:
+//   the stall rule does not apply, the library's statuses end it (a failed download puts the
+//   streamer in Error).
+// - A DASH presentation is recognised by the file's IAvDashInfo interface (a dynamic_cast across
+//   the dlopen boundary; the interface is header-only, so its type information is compared by
+//   name). Its figures go into every --stats line; an openPath that throws or answers nothing is a
+//   one-line error naming the input. The last --stats line carries the time from just before
+//   openPath to the first byte taken from the ring.
 // - --duration stops the streamer once its position passes the limit, then drains the ring until
 //   it has been quiet for kQuietMs.
 //
@@ -37,6 +48,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "avfile/IAvDashInfo.h"
 #include "avfile/IAvFile.h"
 #include "avfile/IAvStreamer.h"
 #include "platform/ContigMemBuffer.h"
@@ -84,8 +96,8 @@ private:
     void stopAndDrain();
     void failWithStreamerError();
     bool stalled(avfile::AvStreamerState state, size_t drained);
-    void report(avfile::AvStreamerState state, bool force);
-    PlaybackFigures figures(avfile::AvStreamerState state) const;
+    void report(avfile::AvStreamerState state, bool force, bool last = false);
+    PlaybackFigures figures(avfile::AvStreamerState state, bool last) const;
     uint64_t elapsedMs() const;
     int64_t inputSize() const;
 
@@ -94,6 +106,7 @@ private:
     OutputStream& mOutput;
 
     std::shared_ptr<avfile::IAvFile> mFile;
+    avfile::IAvDashInfo* mDashInfo = nullptr;  // mFile's DASH view; null for other input
     std::shared_ptr<ContigMemBuffer> mRing;
     PlayerListener mListener;  // declared before the streamer: it must outlive it
     std::shared_ptr<avfile::IAvStreamer> mStreamer;
@@ -106,6 +119,10 @@ private:
     avfile::AvSampleFilter mFilter = avfile::AvSampleFilter::AllSamples;
     bool mHasVideo = false;
     uint64_t mDurationMs = 0;
+    // Where key-frame trick play ends: the first video track's duration (the presentation's when
+    // the track gives none), milliseconds.
+    uint64_t mVideoEndMs = 0;
+    std::chrono::steady_clock::time_point mOpenStart;  // just before openPath
     std::chrono::steady_clock::time_point mStart;
     std::chrono::steady_clock::time_point mLastReport;
     std::chrono::steady_clock::time_point mLastActivity;

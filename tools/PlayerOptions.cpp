@@ -13,14 +13,16 @@ namespace {
 
 const char* const kUsage =
     "usage: velar-play [options] INPUT\n"
-    "Plays INPUT (an MP4 file path) through libvelar into an MPEG-2 program stream.\n"
+    "Plays INPUT (an MP4 file path, or the URL of a DASH MPD) through libvelar into an MPEG-2\n"
+    "program stream.\n"
     "\n"
     "  -o, --output FILE   write the program stream to FILE ('-' = standard output, the default)\n"
     "      --mime TYPE     MIME type of INPUT (default: application/dash+xml for names ending in\n"
     "                      .mpd, otherwise video/mp4)\n"
     "      --seek MS       position the stream at MS milliseconds after it has started\n"
     "      --rate N        playback rate in thousandths (1000 = normal speed, negative backwards)\n"
-    "      --keyframes     key frames only (trick play)\n"
+    "      --keyframes     key frames only (trick play); at a rate other than 1000 the position\n"
+    "                      steps by |N| ms per key frame, else every key frame is written once\n"
     "      --duration MS   stop once the stream position passes MS milliseconds\n"
     "      --ring-size B   bytes of the ring between the library and the output (default 2097152)\n"
     "      --verbose       print the library's log on standard error\n"
@@ -184,6 +186,9 @@ PlayerOptions PlayerOptions::parse(int argc, char* const argv[]) {
     if (positional.size() > 1) {
         throw UsageError("only one INPUT can be played, got '" + positional[0] + "' and '" +
                          positional[1] + "'");
+    }
+    if (options.keyFramesOnly && options.rate == 0) {
+        throw UsageError("--keyframes needs a rate other than 0");
     }
     options.input = positional[0];
     if (options.input.empty()) {

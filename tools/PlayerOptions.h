@@ -9,6 +9,7 @@
 // - The ring must hold at least one whole PES packet plus a pack header (65536 bytes): a smaller
 //   ring could never take the largest packet the library commits, which would then be lost.
 //   1 GiB is the upper bound.
+// - --keyframes with --rate 0 is a usage error: trick play that steps by 0 ms never moves.
 // - The MIME type defaults from the name: "application/dash+xml" for a name ending in ".mpd"
 //   (letter case ignored, a URL's query or fragment not counted), otherwise "video/mp4".
 #pragma once

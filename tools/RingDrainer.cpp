@@ -14,6 +14,10 @@ size_t RingDrainer::drainOnce(uint32_t timeoutMs) {
     if (n == 0) {
         return 0;
     }
+    if (!mHaveFirstByte) {
+        mHaveFirstByte = true;
+        mFirstByteTime = std::chrono::steady_clock::now();
+    }
     if (n < kBatchBytes) {
         // A small read: let the writer commit a batch before the next one.
         std::this_thread::sleep_for(std::chrono::milliseconds(kBatchPauseMs));

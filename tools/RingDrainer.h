@@ -24,6 +24,7 @@
 // own locking.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -59,6 +60,13 @@ public:
     // Bytes written to the output so far (held bytes not counted until committed).
     uint64_t bytesOut() const { return mOutput.bytesWritten(); }
 
+    // When the first byte was taken from the ring (steady clock, read before any batching pause);
+    // false before that.
+    bool firstByteTime(std::chrono::steady_clock::time_point& when) const {
+        when = mFirstByteTime;
+        return mHaveFirstByte;
+    }
+
     // Batching: a read that brought less than kBatchBytes is followed by a pause of kBatchPauseMs.
     static constexpr size_t kBatchBytes = 64 * 1024;
     static constexpr uint32_t kBatchPauseMs = 5;
@@ -77,6 +85,8 @@ private:
     bool mSkipping = false;
     std::vector<uint8_t> mPending;  // bytes examined while skipping to a pack header
     uint64_t mSkipped = 0;
+    bool mHaveFirstByte = false;
+    std::chrono::steady_clock::time_point mFirstByteTime;
 };
 
 }  // namespace velar_play

@@ -9,6 +9,51 @@
 
 namespace velar_play {
 
+namespace {
+
+// A JSON string (RFC 8259, 7): quotes, backslashes and control characters escaped. Text from an
+// MPD (a representation id) may hold any of them.
+void appendJsonString(std::string& out, const std::string& text) {
+    out += '"';
+    for (unsigned char c : text) {
+        if (c == '"' || c == '\\') {
+            out += '\\';
+            out += static_cast<char>(c);
+        } else if (c < 0x20) {
+            char escaped[8];
+            std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
+            out += escaped;
+        } else {
+            out += static_cast<char>(c);
+        }
+    }
+    out += '"';
+}
+
+void appendDash(std::string& out, const dash::DashCapability& capability) {
+    out += ",\"dash\":{\"status\":";
+    appendJsonString(out, dashStatusName(capability.status));
+    out += capability.live ? ",\"live\":true,\"sets\":[" : ",\"live\":false,\"sets\":[";
+    bool first = true;
+    for (const dash::DashRepCapability& set : capability.entries) {
+        out += first ? "{\"mime\":" : ",{\"mime\":";
+        first = false;
+        appendJsonString(out, set.mimeType);
+        out += ",\"id\":";
+        appendJsonString(out, set.currentRepresentationId);
+        char numbers[160];
+        std::snprintf(numbers, sizeof numbers,
+                      ",\"bandwidth\":%" PRId32 ",\"height\":%" PRIu32 ",\"buffered\":%" PRIu32
+                      ",\"rate_bps\":%" PRId32 "}",
+                      set.currentBandwidth, set.currentHeight, set.bufferedSegments,
+                      set.lastDownloadRate);
+        out += numbers;
+    }
+    out += "]}";
+}
+
+}  // namespace
+
 StatsWriter::StatsWriter(const std::string& path) {
     mFile = std::fopen(path.c_str(), "we");
     if (mFile == nullptr) {
@@ -24,12 +69,24 @@ StatsWriter::~StatsWriter() {
 }
 
 std::string StatsWriter::format(const PlaybackFigures& figures) {
-    char line[256];
-    std::snprintf(line, sizeof line,
+    char head[256];
+    std::snprintf(head, sizeof head,
                   "{\"time_ms\":%" PRIu64 ",\"state\":\"%s\",\"position_ms\":%" PRIu64
-                  ",\"bytes_out\":%" PRIu64 "}",
+                  ",\"bytes_out\":%" PRIu64,
                   figures.elapsedMs, stateName(figures.state), figures.positionMs,
                   figures.bytesOut);
+    std::string line = head;
+    if (figures.hasDash) {
+        appendDash(line, figures.dash);
+    }
+    if (figures.last) {
+        if (figures.firstByteMs < 0) {
+            line += ",\"first_byte_ms\":null";
+        } else {
+            line += ",\"first_byte_ms\":" + std::to_string(figures.firstByteMs);
+        }
+    }
+    line += '}';
     return line;
 }
 

@@ -1,4 +1,4 @@
-// velar-play: plays an MP4 file through libvelar into an MPEG-2 program stream, as a set-top host
+// velar-play: plays an MP4 file or a DASH presentation through libvelar into an MPEG-2 program stream, as a set-top host
 // would feed its decoders. See PlayerOptions.h for the command line and Player.h for the playback.
 //
 // Exit status: 0 when the stream was played to its end, 1 with one line on standard error when it
@@ -26,6 +26,8 @@
 namespace {
 
 [[noreturn]] void finish(int status) {
+    // Descriptor 1 points at standard error by now: what the library printed goes there.
+    std::fflush(stdout);
     std::fflush(stderr);
     _exit(status);
 }
@@ -63,7 +65,9 @@ int main(int argc, char* argv[]) {
 
     try {
         // The output is opened (for "-": descriptor 1 duplicated) before descriptor 1 is pointed
-        // at standard error, so whatever the library prints cannot end up in the stream.
+        // at standard error, and both before the library is loaded, so whatever the library
+        // prints (its static initialisers included; a DASH SegmentBase presentation prints its
+        // byte ranges on standard output) cannot end up in the stream.
         velar_play::OutputStream output(options.output);
         if (options.output == "-" && output.isTerminal()) {
             failUsage("will not write a program stream to a terminal; use -o FILE or a pipe");

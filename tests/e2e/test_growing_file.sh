@@ -38,7 +38,10 @@ import json, sys
 lines = [json.loads(l) for l in open(sys.argv[1])]
 size = int(sys.argv[2])
 keys = {"time_ms", "state", "position_ms", "bytes_out"}
-assert all(set(l) == keys for l in lines), "unexpected keys: %s" % lines[0]
+assert all(set(l) == keys for l in lines[:-1]), "unexpected keys: %s" % lines[0]
+# The last line adds the time from opening to the first byte out.
+assert set(lines[-1]) == keys | {"first_byte_ms"}, "unexpected keys: %s" % lines[-1]
+assert 0 <= lines[-1]["first_byte_ms"] <= 60000, "first_byte_ms %s" % lines[-1]["first_byte_ms"]
 times = [l["time_ms"] for l in lines]
 assert times == sorted(times), "time_ms goes backwards"
 span = times[-1] / 1000.0

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # The rest of velar-play's command line: standard output as the default output (and nothing but
 # the stream on it, even with the library's log on), options that must not change the stream
-# (--ring-size, --rate for a local file, the MP4 MIME types), --duration, the progress line on a
-# terminal only, and the library search through VELAR_LIBRARY.
+# (--ring-size, --rate for a local file, the MP4 MIME types), key-frame stepping by rate, --duration,
+# the progress line on a terminal only, and the library search through VELAR_LIBRARY.
 source "$(dirname "$0")/lib.sh"
 
 src=$MEDIA/high_bframes.mp4
@@ -43,10 +43,42 @@ for opts in "--ring-size 65536" "--rate 2000" "--rate -1000" "--mime audio/mp4" 
     check "$opts stream equals the reference" same_bytes "$ref" "$WORK/opt.mpg"
 done
 
+# Key-frame trick play at a rate other than 1000 steps the target by |rate| ms per key frame from
+# the start (0, --seek, or the video's end backwards) and stops at the video's end (3960 ms here)
+# or below 0. baseline.mp4 (no B-frames) has key frames at 0, 1, 2 and 3 s and a positioning lands
+# on the one at or before the target; a landing that repeats the last key frame written is dropped
+# whole, so every key frame comes once, each behind its own pack header.
+base=$MEDIA/baseline.mp4
+while read -r name want args; do
+    # shellcheck disable=SC2086
+    play "$WORK/$name.mpg" --keyframes $args "$base"
+    expect_played "--keyframes $args"
+    check "--keyframes $args key frames" python3 - "$WORK/$name.mpg" "$want" "$E2E_DIR" <<'PY'
+import sys
+sys.path.insert(0, sys.argv[3])
+import psparse
+packs, packets = psparse.load(sys.argv[1])
+got = [p.pts // 90 for p in packets if p.stream_id == 0xE0 and p.pts is not None]
+want = [int(x) for x in sys.argv[2].split(",")]
+assert got == want, "video PTS (ms) %s, want %s" % (got, want)
+assert len(packs) == len(want), "%d pack headers for %d key frames" % (len(packs), len(want))
+print("key frames at %s ms, one pack header each" % got)
+PY
+done <<'TABLE'
+fwd2000      0,2000             --rate 2000
+fwd500       0,1000,2000,3000   --rate 500
+back2000     3000,1000          --rate -2000
+back1500     3000,1000,0        --rate -1500 --seek 3000
+fwdseek      1000,3000          --rate 2000 --seek 1500
+TABLE
+status=0
+timeout 10 "$PLAY" --keyframes --rate 0 "$base" >/dev/null 2>"$WORK/rate0.txt" || status=$?
+[ "$status" -eq 2 ] && grep -q "^velar-play: --keyframes needs a rate other than 0" "$WORK/rate0.txt" \
+    && ok "--keyframes --rate 0: usage error" || bad "--keyframes --rate 0: exit $status: $(head -n 1 "$WORK/rate0.txt")"
+
 # --duration stops once the streamer's position passes the limit. The streamer runs ahead of the
 # output by at most the ring's content, so with the smallest ring the output ends between the limit
 # and one ring later; without B-frames it decodes to a prefix of the source's frames.
-base=$MEDIA/baseline.mp4
 play "$WORK/duration.mpg" --duration 1000 --ring-size 65536 "$base"
 expect_played "--duration 1000"
 check "--duration 1000 output" python3 - "$base" "$WORK/duration.mpg" "$E2E_DIR" <<'PY'

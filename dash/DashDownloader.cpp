@@ -208,13 +208,14 @@ bool DashDownloader::cancel() {
 
 void DashDownloader::abort() {
     ZUN_LOG(0, "Cancel request received. Stopping download.");
+    // Stored first, so that the thread's last line reports it.
+    mStatus = CANCELLED;
     {
         // Under the pause's mutex, so that a pause starting now cannot miss the wake-up.
         std::lock_guard<std::mutex> lock(mPauseMutex);
         mAborted = true;
     }
     mPauseWake.notify_all();
-    mStatus = CANCELLED;
     if (mThread.joinable() && mThread.get_id() != std::this_thread::get_id()) {
         mThread.join();
     }

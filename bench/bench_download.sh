@@ -21,7 +21,9 @@ ROOT=$(cd "$HERE/.." && pwd)
 WORK=$BUILD/bench-work/download
 WWW=$WORK/www
 DRIVER=$BUILD/bench/download_bench
-mkdir -p "$WWW/seg" "$WORK/nginx/tmp"
+mkdir -p "$WWW/seg"
+# shellcheck source=../scripts/nginx_loopback.sh
+source "$ROOT/scripts/nginx_loopback.sh"
 
 if [ ! -x "$DRIVER" ]; then
     echo "missing $DRIVER (configure with -DVELAR_BUILD_BENCH=ON)" >&2
@@ -40,18 +42,9 @@ done
 
 # nginx on a free loopback port, in the foreground, stopped on exit.
 PREFIX=$WORK/nginx
-PORT=$(python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])')
-sed -e "s|@PREFIX@|$PREFIX|g" -e "s|@ROOT@|$WWW|g" -e "s|@LISTEN@|127.0.0.1:$PORT|g" -e "s|@TLS@||g" \
-    "$ROOT/tests/servers/nginx.conf.in" >"$PREFIX/nginx.conf"
-: >"$PREFIX/access.log"
-/usr/sbin/nginx -p "$PREFIX/" -c "$PREFIX/nginx.conf" -e "$PREFIX/error.log" &
-NGINX=$!
-trap 'kill $NGINX 2>/dev/null; wait $NGINX 2>/dev/null || true' EXIT
-for _ in $(seq 1 200); do
-    curl -s -o /dev/null "http://127.0.0.1:$PORT/seg/000.m4s" && break
-    sleep 0.05
-done
-BASE=http://127.0.0.1:$PORT
+trap nginx_stop EXIT
+nginx_start "$WWW" "$PREFIX"
+BASE=http://127.0.0.1:$NGINX_PORT
 
 echo "== download: 50 MiB over loopback HTTP from nginx, $RUNS interleaved runs"
 : >"$WORK/velar.txt"
@@ -59,7 +52,7 @@ echo "== download: 50 MiB over loopback HTTP from nginx, $RUNS interleaved runs"
 : >"$WORK/curl.txt"
 : >"$WORK/curlmem.txt"
 SHM=/dev/shm/velar-bench-$$.bin
-trap 'rm -f "$SHM"; kill $NGINX 2>/dev/null; wait $NGINX 2>/dev/null || true' EXIT
+trap 'rm -f "$SHM"; nginx_stop' EXIT
 "$DRIVER" whole "$BASE/big.bin" 1 >/dev/null  # warm the page cache and the connection path
 for _ in $(seq 1 "$RUNS"); do
     "$DRIVER" whole "$BASE/big.bin" 1 >>"$WORK/velar.txt"

@@ -5,11 +5,15 @@ medians over the runs, plus the ratios the local-MP4 benchmark is judged by. Sta
 
   measure.py RUNS PLAN.json
 
-PLAN.json: {"commands": {"name": {"argv": [...], "cleanup": [paths]}, ...},
-            "ratios": [{"label": ..., "what": "cpu"|"rss_extra_mib", "of": name, "to": name,
-                        "target": number}, ...]}
+PLAN.json: {"commands": {"name": {"argv": [...], "cleanup": [paths],
+                                  "figures": {"path": FILE, "fields": [...]}}, ...},
+            "ratios": [{"label": ..., "what": "cpu"|"rss_extra_mib"|"figure", "of": name,
+                        "to": name, "field": ..., "target": number}, ...]}
 "cpu" compares median CPU seconds (of / to, target is the largest ratio allowed);
-"rss_extra_mib" is median peak RSS of `of` minus that of `to`, in MiB (target: the most allowed).
+"rss_extra_mib" is median peak RSS of `of` minus that of `to`, in MiB (target: the most allowed);
+"figure" is the median of a figure the command reported itself (no `to`; target: the most
+allowed). A command's figures are read after each run from the last line of its "figures" file,
+a JSON object (velar-play's --stats file): the numbers named in "fields".
 A run that exits with a status other than 0 stops the benchmark (exit 1).
 """
 
@@ -36,6 +40,21 @@ def run_once(argv):
     return usage.ru_utime + usage.ru_stime, usage.ru_maxrss, wall
 
 
+def read_figures(spec):
+    """The named numbers of the last JSON line of spec["path"]."""
+    with open(spec["path"]) as f:
+        lines = [line for line in f if line.strip()]
+    if not lines:
+        raise RuntimeError("%s is empty" % spec["path"])
+    last = json.loads(lines[-1])
+    values = {}
+    for field in spec["fields"]:
+        if not isinstance(last.get(field), (int, float)):
+            raise RuntimeError("%s: no number %s in %s" % (spec["path"], field, lines[-1].strip()))
+        values[field] = last[field]
+    return values
+
+
 def main(argv):
     if len(argv) != 3:
         sys.stderr.write(__doc__)
@@ -45,11 +64,14 @@ def main(argv):
         plan = json.load(f)
     commands = plan["commands"]
     samples = {name: [] for name in commands}
+    figures = {name: [] for name in commands}
     for i in range(runs):
         # Interleaved, so that the shared machine's slow moments spread over all commands.
         for name, command in commands.items():
             try:
                 samples[name].append(run_once(command["argv"]))
+                if "figures" in command:
+                    figures[name].append(read_figures(command["figures"]))
             except RuntimeError as e:
                 print("benchmark run failed: %s" % e)
                 return 1
@@ -66,10 +88,25 @@ def main(argv):
         medians[name] = (cpu, rss)
         spread = "CPU %.2f-%.2f" % (min(v[0] for v in values), max(v[0] for v in values))
         print("%-28s %12.3f %12.1f %12.3f   %s" % (name, cpu, rss, wall, spread))
+    figure_medians = {}
+    for name, runs in figures.items():
+        for field in (runs[0] if runs else {}):
+            values = [r[field] for r in runs]
+            figure_medians[(name, field)] = statistics.median(values)
+            print("%-28s %s: median %g   (runs: %s)" % (name, field, statistics.median(values),
+                                                        " ".join("%g" % v for v in values)))
     print()
     missed = 0
     for ratio in plan.get("ratios", []):
-        of, to, target = medians[ratio["of"]], medians[ratio["to"]], ratio["target"]
+        target = ratio["target"]
+        if ratio["what"] == "figure":
+            value = figure_medians[(ratio["of"], ratio["field"])]
+            text = "%g (target <= %g)" % (value, target)
+            verdict = "met" if value <= target else "MISSED"
+            missed += verdict != "met"
+            print("%-52s %s  %s" % (ratio["label"], text, verdict))
+            continue
+        of, to = medians[ratio["of"]], medians[ratio["to"]]
         if ratio["what"] == "cpu":
             value = of[0] / to[0] if to[0] > 0 else float("inf")
             text = "%.2fx (target <= %.1fx)" % (value, target)

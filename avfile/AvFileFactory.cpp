@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "avfile/AvFileDash.h"
 #include "avfile/AvFileFfmpeg.h"
 #include "avfile/AvFileFfmpegMemory.h"
 #include "platform/zun_log.h"
@@ -51,15 +52,13 @@ std::shared_ptr<IAvFile> AvFileFactory::openDash(const std::string& path,
     if (mDashCommandFactory) {
         command = mDashCommandFactory->getDownloadCommand(path);
     }
-    if (command) {
-        // The DASH-backed file gets its own copy of this factory (sharing both factories) for the
-        // segments it opens in memory:
-        //   auto factory = std::make_shared<AvFileFactory>(*this);
-        //   return std::make_shared<AvFileDash>(factory, command);
-        // It is not part of this build yet; the command is released unused.
+    if (!command) {
+        ZUN_LOG(0, "end, Failed to open %s with mimetype %s", path.c_str(), mimeType.c_str());
+        return nullptr;
     }
-    ZUN_LOG(0, "end, Failed to open %s with mimetype %s", path.c_str(), mimeType.c_str());
-    return nullptr;
+    // The DASH-backed file opens its segments in memory through its own copy of this factory.
+    auto factory = std::make_shared<AvFileFactory>(*this);
+    return std::make_shared<AvFileDash>(factory, command);
 }
 
 std::shared_ptr<IAvFile> AvFileFactory::openMemory(const std::vector<unsigned char>& data,

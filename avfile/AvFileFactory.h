@@ -19,9 +19,12 @@ namespace avfile {
 // Exceptions of the file constructors are logged ("end, Failed to open %s with mimetype %s",
 // "end, Failed to open mimetype %s") and passed on unchanged.
 //
-// DASH: the download command is asked from the DASH command factory. This build has no DASH-backed
-// file yet, so openPath then logs "end, Failed to open %s with mimetype %s" and returns an empty
-// pointer, as it does when the command factory gives no command.
+// DASH: openPath asks the DASH command factory for the presentation's download command and makes an
+// AvFileDash over it with a copy of this factory (sharing both factories), which it uses for the
+// segments it opens in memory. The file starts the command and waits for its first segments, so
+// openPath blocks until then; its exceptions are logged and passed on like the others. When the
+// command factory gives no command, openPath logs "end, Failed to open %s with mimetype %s" and
+// returns an empty pointer.
 //
 // Holds no mutable state: any thread may call it. Copyable; a copy shares both factories.
 class AvFileFactory : public IAvFileFactory {

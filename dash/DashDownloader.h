@@ -42,9 +42,10 @@ namespace dash {
 // The flags read across threads (finished, aborted, status, live, version) are atomics.
 //
 // Decisions of this implementation:
-// - init() may run once and before startDownload. A failed MPD load stores FAIL_INVALID_MPD (after
-//   "MPD is null, most likely invalid URL or connection issue"); a presentation without video
-//   stores FAIL_INVALID_ADAPTATION ("No video adaptationSet. Mpd must have at least one video
+// - init() may run once and before startDownload. A failed MPD load stores FAIL_INVALID_MPD
+//   (after "MPD is null, most likely invalid URL or connection issue"), raises no event and sets
+//   the finished flag so that startDownload refuses; a presentation without video stores
+//   FAIL_INVALID_ADAPTATION ("No video adaptationSet. Mpd must have at least one video
 //   adaptationSet."); a DashException while building the sets goes to handleException (its status
 //   stored, DOWNLOAD_ERROR, finished); any other std::exception is handled as FAIL_UNKNOWN_ERROR.
 //   After a false init the status is always a final one.
@@ -68,8 +69,10 @@ namespace dash {
 //   do not count, so a presentation whose sets have all ended answers READY even once drained.
 //   With the flag set and a set not at its end, a minimum above 0 is READY and 0 stores COMPLETED
 //   (DOWNLOAD_COMPLETED raised once). The flag is set by finish(), by abort and by handleException.
-// - abort() stores CANCELLED whatever was stored before. A cancel() called on the downloader
-//   thread itself (from a listener) does not join; the thread ends at its next check.
+// - abort() stores CANCELLED whatever was stored before, then raises the aborted flag; an
+//   exception caught after that is only logged (the session stays CANCELLED, no error event). A
+//   cancel() called on the downloader thread itself (from a listener) does not join; the thread
+//   ends at its next check. A downloader must not be destroyed on its own thread.
 // - seek() answers true when a set of that MIME type took the seek (whatever position it answers,
 //   0 included); false when there is none ("No adaptationSet for mime %s") or its seek threw a
 //   DashException (logged; the status is not changed). setTrickMode logs and swallows a
@@ -77,7 +80,8 @@ namespace dash {
 // - Exceptions of event listeners (an empty std::function) are logged and go no further.
 // - The live update period is @minimumUpdatePeriod saturated to the 32-bit range (an MPD without
 //   it gives DashUtil's 6000 ms); the constructor's value is used until a live MPD is loaded.
-// - A failed refresh leaves the previous MPD, its base URLs and the sets as they were.
+// - A refresh whose MPD does not load leaves the previous MPD, its base URLs and the sets as they
+//   were.
 // - getCapability: version 1 after the first successful MPD load, plus one per successful refresh
 //   (MPD and sets); per set: durationMs on demand is the MPD's @mediaPresentationDuration when it
 //   is present and readable (the presentation's declared length; a SegmentList's count times

@@ -172,11 +172,29 @@ bool AvFileDash::getNextSegment(Track& track) {
     return true;
 }
 
+bool AvFileDash::segmentsEnded(const std::string& mimeType) const {
+    const dash::DashCapability capability = mCommand->getDashCapability();
+    for (const dash::DashRepCapability& entry : capability.entries) {
+        if (entry.mimeType == mimeType) {
+            return entry.endOfSegments && entry.bufferedSegments == 0;
+        }
+    }
+    return false;
+}
+
 AvStatus AvFileDash::tryLoadNextSegment(Track& track) {
     try {
         switch (convertDashStatus(false)) {
             case AvStatus::OK:
-                return getNextSegment(track) ? AvStatus::OK : AvStatus::NotEnoughData;
+                if (getNextSegment(track)) {
+                    return AvStatus::OK;
+                }
+                if (segmentsEnded(track.mimeType)) {
+                    ZUN_LOG(0, "All segments of mimeType %s delivered, end of track", track.mimeType.c_str());
+                    track.ended = true;
+                    return AvStatus::OK;
+                }
+                return AvStatus::NotEnoughData;
             case AvStatus::EndOfFile:
                 track.ended = true;
                 return AvStatus::OK;

@@ -63,8 +63,11 @@ namespace avfile {
 //
 // Decisions where the behaviour was open:
 // - when a track's segment has ended and the command has no next segment although its status is
-//   ready, getNextSample answers NotEnoughData instead of trying again at once, so one call never
-//   spins on the command; the caller retries, and the command's COMPLETED ends the track;
+//   ready: if the command's capability entry of the track reports the end of its segments with
+//   nothing queued, the track is ended (an on-demand presentation that was played to its end keeps
+//   the session status READY, so the status alone would never end it); otherwise getNextSample
+//   answers NotEnoughData instead of trying again at once, so one call never spins on the command,
+//   and the caller retries;
 // - a segment that fails to open leaves the track's previous segment file in place (the track is
 //   ended by the failure; a later jump works on the file it has);
 // - getIFramePosition answers the position itself when the command finds no segment for it;
@@ -123,6 +126,8 @@ private:
     // Takes the track's next segment from the command; false when there was none.
     bool getNextSegment(Track& track);
     AvStatus tryLoadNextSegment(Track& track);
+    // The set of that MIME type has delivered everything it will (end of an on-demand presentation).
+    bool segmentsEnded(const std::string& mimeType) const;
     size_t chooseTrack() const;
     void updateMetadata() const;
 

@@ -502,15 +502,18 @@ DashCapability DashDownloader::getCapability() {
                 entry.durationMs = declared != 0 ? declared : current->totalDurationMs;
             }
         }
+        entry.endOfSegments = set->endOfSegments();  // first: see DashRepCapability
         entry.bufferedSegments = static_cast<uint32_t>(std::min<size_t>(set->getNumberOfBufferedSegments(), UINT32_MAX));
         entry.lastDownloadRate = set->getLastDownloadRate();
         entry.contentProtections = set->getContentProtections();
-        if (entry.mimeType == kVideo) {
+        if (entry.mimeType == kVideo && mLoggedCapabilityVersion != capability.version) {
+            // Logged once per MPD load: hosts take snapshots several times a second.
             videoText << "Video : Available representation bandwidth:";
             for (int32_t bandwidth : entry.bandwidths) {
                 videoText << ' ' << bandwidth;
             }
             ZUN_LOG(0, "%s", videoText.str().c_str());
+            mLoggedCapabilityVersion = capability.version;
         }
         capability.entries.push_back(std::move(entry));
     }

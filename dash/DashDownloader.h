@@ -88,8 +88,9 @@ namespace dash {
 //   duration overshoots a short last segment and a SegmentBase knows its length only once its
 //   index is read), else the current representation's totalDurationMs; live it is the current
 //   representation's lastSegmentTimeMs + segmentDurationMs (the live edge). The text
-//   "Video : Available representation bandwidth:" with the video set's bandwidths is logged on each
-//   call; "Size of capability is ZERO\n" when there is no set.
+//   "Video : Available representation bandwidth:" with the video set's bandwidths is logged by the
+//   first call after each MPD load (hosts take snapshots several times a second); "Size of
+//   capability is ZERO\n" when there is no set.
 // - Destruction: abort (joins the thread) unless already aborted, then reset().
 class DashDownloader : public IDashDownloader {
 public:
@@ -160,6 +161,7 @@ private:
     std::condition_variable mPauseWake;
     bool mInitDone = false;
     std::atomic<uint32_t> mVersion{0};
+    uint32_t mLoggedCapabilityVersion = 0;  // under mSetsMutex
     std::atomic<uint64_t> mPresentationDurationMs{0};  // @mediaPresentationDuration, 0 when none
 };
 

@@ -14,8 +14,9 @@ namespace dash {
 // The file layer copies, for the video entry, `bandwidths` and `currentBandwidth` into an AvTrack's
 // integer list and integer, and for the audio entry `languages` and `currentLanguage` into its
 // string list and string: a host shows the bit rates it may be playing and the languages it may
-// ask for, and which one it is on. The remaining fields are for statistics (velar-play --stats) and
-// for the host's DRM client.
+// ask for, and which one it is on. The file layer also reads `endOfSegments` to end a track at the
+// natural end of an on-demand presentation (the session status stays READY there). The remaining
+// fields are for statistics (velar-play --stats) and for the host's DRM client.
 //
 // Units: milliseconds on the presentation time line, bits per second, lines. A plain record.
 struct DashRepCapability {
@@ -30,6 +31,10 @@ struct DashRepCapability {
     std::string currentLanguage;           // the current representation's language
     std::string currentRepresentationId;   // Representation@id of the current one
     uint32_t currentHeight = 0;            // its @height (lines), 0 when absent
+    // The set has nothing in flight and its position has run off the end (backwards: the start)
+    // of an on-demand presentation: once its queue is empty, nothing more will come. Read before
+    // bufferedSegments, so that true together with 0 buffered is final. Never set for live.
+    bool endOfSegments = false;
     uint32_t bufferedSegments = 0;         // segments queued and not yet taken
     int32_t lastDownloadRate = 0;          // rate of the last finished segment download (bits/s)
     std::vector<DashContentProtection> contentProtections;

@@ -210,7 +210,8 @@ TEST(AvFileDashTest, CapabilityEntriesChooseTheTracks) {
 }
 
 // Lowest last dts first, ties to the later track, each track's next segment taken when one ends. An empty queue
-// while the command is ready asks the caller to retry; COMPLETED ends each track; the file ends with its lowest track.
+// while the command is ready asks the caller to retry; the end of a set's segments or COMPLETED ends each track; the
+// file ends with its lowest track.
 TEST(AvFileDashTest, InterleavesByDecodeTime) {
     auto f = fakes();
     LogCapture log;
@@ -219,8 +220,15 @@ TEST(AvFileDashTest, InterleavesByDecodeTime) {
     EXPECT_EQ((Strings{"0:0*", "1:0*", "1:3000", "0:3000", "1:6000", "0:6000*", "NotEnoughData"}), read(*file, 9));
     EXPECT_TRUE(log.contains("Got more data for mimeType:video/mp4 segmentMs 3000 len:1"));
     EXPECT_TRUE(log.contains("No buffer in dash for mimeType audio/mp4, probably at eof"));
-    f->status = COMPLETED;
-    EXPECT_EQ((Strings{"0:9000", "EndOfFile"}), read(*file, 9));
+    // An on-demand set that has delivered everything ends its track although the status stays READY; a set that
+    // still has a segment queued does not.
+    f->capability.entries[1].endOfSegments = true;
+    f->capability.entries[0].endOfSegments = true;
+    f->capability.entries[0].bufferedSegments = 1;
+    EXPECT_EQ((Strings{"0:9000", "NotEnoughData"}), read(*file, 9));
+    f->capability.entries[0].bufferedSegments = 0;
+    EXPECT_EQ((Strings{"EndOfFile"}), read(*file, 9));
+    EXPECT_TRUE(log.contains("All segments of mimeType audio/mp4 delivered, end of track"));
 
     const auto early = fakes();
     file = openTwo(early, {0}, {0, 3000, 6000});

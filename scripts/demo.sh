@@ -1,7 +1,13 @@
 #!/usr/bin/env bash
 # make demo: plays the shipped sample clip through libvelar (with velar-play) into an MPEG-2
-# program stream, demo-out/sample.mpg, and prints what came out by reading it back with ffprobe:
-# the streams, their frame counts and the duration, beside the source's.
+# program stream twice, and prints what came out by reading it back with ffprobe (the streams,
+# their frame counts and the duration) beside the source's:
+#   1. the local file samples/sample.mp4            -> demo-out/sample.mpg
+#   2. the same clip as an on-demand DASH presentation, packaged here with ffmpeg's dash muxer
+#      (2 s segments addressed by a $Number$ template, one adaptation set per stream) into
+#      demo-out/dash/, served by a private nginx on a free 127.0.0.1 port that this script starts
+#      and stops itself                             -> demo-out/sample-dash.mpg
+# Each run also writes its --stats file beside the stream (demo-out/*.stats.jsonl).
 #
 # Usage: scripts/demo.sh BUILD_DIR     (run from anywhere; BUILD_DIR relative to the current folder)
 set -euo pipefail
@@ -15,17 +21,15 @@ ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 PLAY=$BUILD/tools/velar-play
 SAMPLE=$ROOT/samples/sample.mp4
 OUT_DIR=$ROOT/demo-out
-OUT=$OUT_DIR/sample.mpg
 PSPARSE=$ROOT/tests/e2e/psparse.py
+# shellcheck source=nginx_loopback.sh
+source "$ROOT/scripts/nginx_loopback.sh"
 
 [ -x "$PLAY" ] || { echo "demo: $PLAY is not built" >&2; exit 1; }
 mkdir -p "$OUT_DIR"
 
-echo "== Playing $SAMPLE through libvelar"
-timeout 120 "$PLAY" -o "$OUT" --stats "$OUT_DIR/sample.stats.jsonl" "$SAMPLE"
-echo "   wrote $OUT ($(stat -c %s "$OUT") bytes)"
-
-# streams FILE [FORMAT]: one line per stream with its codec, frame count and the file's duration.
+# streams FILE [FFPROBE OPTIONS]: one line per stream with its codec, frame count and the file's
+# duration.
 streams() {
     local file=$1
     shift
@@ -38,28 +42,76 @@ streams() {
         END { if (line != "") print line; if (duration != "") print "   duration " duration " s" }'
 }
 
-echo
-echo "== Source: $SAMPLE"
-streams "$SAMPLE"
-
-echo
-echo "== Output: $OUT (MPEG-2 program stream)"
-python3 "$PSPARSE" summary "$OUT" | python3 -c '
+# read_back OUT: what an output program stream holds, read back with ffprobe.
+read_back() {
+    local out=$1
+    echo "== Output: $out (MPEG-2 program stream)"
+    python3 "$PSPARSE" summary "$out" | python3 -c '
 import json, sys
 s = json.load(sys.stdin)
 names = {"e0": "video (E0, H.264)", "c0": "audio (C0, ADTS AAC)"}
 print("   %d pack header(s); PES packets: %s" % (len(s["packs"]),
       ", ".join("%d %s" % (n, names.get(k, k)) for k, n in sorted(s["packets"].items(), reverse=True))))'
-echo "   video, read back with ffprobe -f mpeg:"
-# (-v fatal: ffprobe would also try, and fail, to read the C0 packets as MPEG audio.)
-streams "$OUT" -v fatal -f mpeg -select_streams v
+    echo "   video, read back with ffprobe -f mpeg:"
+    # (-v fatal: ffprobe would also try, and fail, to read the C0 packets as MPEG audio.)
+    streams "$out" -v fatal -f mpeg -select_streams v
+    # ffprobe takes stream id C0 of a program stream for MPEG audio; the AAC is read from the ADTS
+    # frames taken out of the PES packets.
+    local adts=${out%.mpg}.adts.aac
+    python3 "$PSPARSE" extract "$out" c0 "$adts"
+    echo "   audio, the ADTS stream of the C0 packets read back with ffprobe -f aac:"
+    streams "$adts" -f aac
+}
 
-# ffprobe takes stream id C0 of a program stream for MPEG audio; the AAC is read from the ADTS
-# frames taken out of the PES packets.
-ADTS=$OUT_DIR/sample.adts.aac
-python3 "$PSPARSE" extract "$OUT" c0 "$ADTS"
-echo "   audio, the ADTS stream of the C0 packets read back with ffprobe -f aac:"
-streams "$ADTS" -f aac
+echo "== Playing $SAMPLE through libvelar"
+OUT=$OUT_DIR/sample.mpg
+timeout 120 "$PLAY" -o "$OUT" --stats "$OUT_DIR/sample.stats.jsonl" "$SAMPLE"
+echo "   wrote $OUT ($(stat -c %s "$OUT") bytes)"
+echo
+echo "== Source: $SAMPLE"
+streams "$SAMPLE"
+echo
+read_back "$OUT"
+
+# The same clip over DASH. The clip has a key frame every 2 s, so the streams are copied as they
+# are and cut into 2 s segments.
+echo
+DASH_DIR=$OUT_DIR/dash
+rm -rf "$DASH_DIR"
+mkdir -p "$DASH_DIR"
+echo "== Packaging $SAMPLE as an on-demand DASH presentation in $DASH_DIR"
+ffmpeg -hide_banner -nostdin -loglevel error -y -i "$SAMPLE" -map 0:v -map 0:a -c copy \
+    -f dash -seg_duration 2 -use_template 1 -use_timeline 0 \
+    -init_seg_name 'init-$RepresentationID$.m4s' -media_seg_name 'chunk-$RepresentationID$-$Number$.m4s' \
+    "$DASH_DIR/manifest.mpd"
+echo "   $(ls "$DASH_DIR" | wc -l) files: manifest.mpd, $(ls "$DASH_DIR" | grep -c '^init-') initialisation and $(ls "$DASH_DIR" | grep -c '^chunk-') media segments"
+
+# The DASH client reads its settings from /opt/velar (make install); without that, the project's
+# default file.
+if [ -z "${VELAR_DASH_SETTINGS:-}" ] && [ ! -e /opt/velar/dash_settings.xml ]; then
+    export VELAR_DASH_SETTINGS=$ROOT/dash/dash_settings.xml
+fi
+
+trap nginx_stop EXIT
+nginx_start "$DASH_DIR" "$OUT_DIR/nginx"
+URL=http://127.0.0.1:$NGINX_PORT/manifest.mpd
+OUT=$OUT_DIR/sample-dash.mpg
+echo "== Playing $URL through libvelar (nginx on 127.0.0.1:$NGINX_PORT)"
+timeout 120 "$PLAY" -o "$OUT" --stats "$OUT_DIR/sample-dash.stats.jsonl" "$URL"
+nginx_stop
+echo "   wrote $OUT ($(stat -c %s "$OUT") bytes); last --stats line:"
+echo "   $(tail -n 1 "$OUT_DIR/sample-dash.stats.jsonl")"
+echo
+read_back "$OUT"
+# The same pictures either way: compare the decoded video frame for frame.
+framemd5() { ffmpeg -hide_banner -nostdin -v fatal -f mpeg -i "$1" -map 0:v -f framemd5 - | grep -v '^#'; }
+if cmp -s <(framemd5 "$OUT_DIR/sample.mpg") <(framemd5 "$OUT"); then
+    echo "   the decoded video equals that of demo-out/sample.mpg, frame for frame"
+else
+    echo "   the decoded video DIFFERS from that of demo-out/sample.mpg"
+fi
+echo "   (a DASH stream ends as soon as its first track ends, so its last audio frames may be missing)"
 
 echo
-echo "Play it with: ffplay -f mpeg $OUT   (video; the audio is AAC in ADTS on stream id C0)"
+echo "Play them with: ffplay -f mpeg demo-out/sample.mpg (or sample-dash.mpg)   (video; the audio is"
+echo "AAC in ADTS on stream id C0)"

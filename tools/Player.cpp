@@ -223,7 +223,9 @@ void Player::failWithStreamerError() {
     report(mStreamer->getState(), true, true);
     mProgress->finish();
     if (mListener.hasError()) {
-        throw PlayError(mListener.errorText());
+        // The DASH file's texts ("Bad connection") do not name the input.
+        throw PlayError(mDashInfo != nullptr ? mOptions.input + ": " + mListener.errorText()
+                                             : mListener.errorText());
     }
     throw PlayError(mOptions.input + ": the streamer stopped with an error");
 }

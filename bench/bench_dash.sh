@@ -62,20 +62,14 @@ audio = next(s for s in streams if s["codec_type"] == "audio")
 print(video["index"], audio["index"])')
 
 echo "== DASH on demand: $URL, $(du -sm "$WWW" | cut -f1) MB, ${SECONDS_LONG} s, 1 s segments"
-# One run first: it warms the page cache and shows which representations velar played.
+# One run first: it warms the page cache and shows which representations velar played (the
+# heights of the decoded frames, in order: the bit-rate strategy starts low and climbs).
 timeout 120 "$PLAY" -o "$WORK/out.mpg" --stats "$WORK/stats.jsonl" "$URL"
-python3 - "$WORK/stats.jsonl" "$(stat -c %s "$WORK/out.mpg")" <<'PY'
-import json, sys
-lines = [json.loads(l) for l in open(sys.argv[1]) if l.strip()]
-seen = []
-for line in lines:
-    for s in line.get("dash", {}).get("sets", []):
-        if s["mime"] == "video/mp4" and (not seen or seen[-1] != (s["id"], s["height"])):
-            seen.append((s["id"], s["height"]))
-print("velar-play: %s bytes out; video representations in force, in order: %s; last status %s"
-      % (sys.argv[2], ", ".join("%s (%sp)" % x for x in seen) or "none reported",
-         lines[-1].get("dash", {}).get("status")))
-PY
+HEIGHTS=$(ffprobe -v fatal -f mpeg -select_streams v -show_entries frame=height -of csv=p=0 "$WORK/out.mpg" |
+    tr -d , | awk 'NF { if ($1 != last) { if (n) { printf "%s%d frames at %sp", sep, n, last; sep = ", " } n = 0 } last = $1; n++ }
+                   END { if (n) printf "%s%d frames at %sp", sep, n, last }')
+echo "velar-play: $(stat -c %s "$WORK/out.mpg") bytes out; video: $HEIGHTS; last status" \
+    "$(tail -n 1 "$WORK/stats.jsonl" | python3 -c 'import json, sys; print(json.load(sys.stdin)["dash"]["status"])')"
 
 cat >"$WORK/dash.json" <<JSON
 {

@@ -72,6 +72,27 @@ expect_played() {
     fi
 }
 
+# expect_failure NAME WANTED_TEXT ARGS...: velar-play ARGS exits 1 within the time-out (within
+# FAIL_WITHIN seconds when that is set) and its standard error is exactly one line
+# "velar-play: ..." that contains WANTED_TEXT: no crash, no sanitizer report, no second line.
+expect_failure() {
+    local name=$1 wanted=$2
+    shift 2
+    play "$WORK/$name.mpg" "$@"
+    local lines last
+    lines=$(wc -l < "$PLAY_STDERR")
+    last=$(tail -n 1 "$PLAY_STDERR")
+    if [ "$PLAY_STATUS" -ne 1 ]; then
+        bad "$name: exit $PLAY_STATUS (want 1) after ${PLAY_SECONDS}s: $(tail -n 3 "$PLAY_STDERR")"
+    elif [ "$lines" -ne 1 ] || [[ "$last" != "velar-play: "*"$wanted"* ]]; then
+        bad "$name: want one line with '$wanted', got: $(head -c 2000 "$PLAY_STDERR")"
+    elif [ "$PLAY_SECONDS" -gt "${FAIL_WITHIN:-$PLAY_TIMEOUT}" ]; then
+        bad "$name: took ${PLAY_SECONDS}s, more than ${FAIL_WITHIN}s: $last"
+    else
+        ok "$name: exit 1 in ${PLAY_SECONDS}s: $last"
+    fi
+}
+
 # finish: summary and exit status; the scratch folder is kept when a check failed.
 finish() {
     if [ "$FAILURES" -eq 0 ]; then
@@ -81,4 +102,144 @@ finish() {
     fi
     echo "$FAILURES check(s) failed; scratch files kept in $WORK"
     exit 1
+}
+
+# --- DASH: media, settings and servers ------------------------------------------------------
+# The DASH client reads its settings file when a presentation is first opened; the tests use the
+# default file of the source tree unless the caller names another one.
+export VELAR_DASH_SETTINGS=${VELAR_DASH_SETTINGS:-$VELAR_SOURCE_DIR/dash/dash_settings.xml}
+
+# dash_media KIND: makes the DASH media of KIND once (the scripts are idempotent and lock
+# themselves) under VELAR_TEST_WORK_DIR and prints its folder.
+#   fixtures  make-dash-fixtures.sh, the presentations shared with the C++ tests
+#   abr       make-abr-dash.sh, three video representations and audio, 16 s
+#   live      make-live-segments.sh, the media of the live simulator
+dash_media() {
+    local dir
+    case $1 in
+        fixtures) dir=$VELAR_TEST_WORK_DIR/dash
+                  bash "$VELAR_SOURCE_DIR/tests/data/make-dash-fixtures.sh" "$dir" ;;
+        abr) dir=$VELAR_TEST_WORK_DIR/abr16
+             bash "$VELAR_SOURCE_DIR/tests/data/make-abr-dash.sh" "$dir" 16 ;;
+        live) dir=$VELAR_TEST_WORK_DIR/live
+              bash "$VELAR_SOURCE_DIR/tests/data/make-live-segments.sh" "$dir" ;;
+        *) echo "dash_media: unknown kind $1" >&2; return 1 ;;
+    esac </dev/null >&2
+    echo "$dir"
+}
+
+# Servers started by the helpers below run under `timeout` (bounded even if this script is
+# killed) and are stopped when the script exits.
+SERVER_LIFETIME=${SERVER_LIFETIME:-900}
+SERVER_PIDS=()
+stop_servers() {
+    local pid
+    for pid in "${SERVER_PIDS[@]}"; do
+        kill "$pid" 2>/dev/null || true
+    done
+    for pid in "${SERVER_PIDS[@]}"; do
+        wait "$pid" 2>/dev/null || true
+    done
+    SERVER_PIDS=()
+}
+trap stop_servers EXIT
+
+# wait_until SECONDS COMMAND...: polls COMMAND until it succeeds; fails after SECONDS.
+wait_until() {
+    local deadline=$((SECONDS + $1))
+    shift
+    until "$@"; do
+        [ "$SECONDS" -lt "$deadline" ] || return 1
+        sleep 0.05
+    done
+}
+
+free_port() {
+    python3 -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])'
+}
+
+port_accepts() { (exec 3<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null; }
+
+# first_word_value FILE WORD: the second field of the first line of FILE that starts with WORD.
+first_word_value() { awk -v w="$2" '$1 == w { print $2; exit }' "$1" 2>/dev/null; }
+has_word_value() { [ -n "$(first_word_value "$1" "$2")" ]; }
+
+# start_nginx ROOT: nginx (tests/servers/nginx.conf.in) serving ROOT on a free loopback port.
+# Sets NGINX_PORT and NGINX_ACCESS_LOG.
+start_nginx() {
+    local root prefix pid tries
+    root=$(cd "$1" && pwd)
+    prefix=$(mktemp -d "$WORK/nginx.XXXXXX")
+    mkdir -p "$prefix/tmp"
+    for tries in 1 2 3 4 5; do
+        NGINX_PORT=$(free_port)
+        sed -e "s#@PREFIX@#$prefix#g" -e "s#@ROOT@#$root#g" -e "s#@LISTEN@#127.0.0.1:$NGINX_PORT#g" \
+            -e "s#@TLS@##g" "$VELAR_SOURCE_DIR/tests/servers/nginx.conf.in" >"$prefix/nginx.conf"
+        : >"$prefix/error.log"
+        timeout "$SERVER_LIFETIME" /usr/sbin/nginx -p "$prefix/" -c "$prefix/nginx.conf" \
+            -e "$prefix/error.log" >"$prefix/stdout.log" 2>&1 &
+        pid=$!
+        SERVER_PIDS+=("$pid")
+        if wait_until 10 port_accepts "$NGINX_PORT"; then
+            NGINX_ACCESS_LOG=$prefix/access.log
+            return 0
+        fi
+        kill "$pid" 2>/dev/null || true
+        # Another process may have taken the port first: try another one.
+        grep -q "Address already in use" "$prefix/error.log" "$prefix/stdout.log" || break
+    done
+    echo "nginx did not start: $(cat "$prefix/error.log" "$prefix/stdout.log")" >&2
+    exit 1
+}
+
+# start_python_server NAME SCRIPT ARGS...: runs tests/servers/SCRIPT with ARGS and waits for its
+# "PORT n" line; sets SERVER_DIR (its folder: stdout.log, stderr.log) and SERVER_PORT.
+start_python_server() {
+    local name=$1 script=$2
+    shift 2
+    SERVER_DIR=$(mktemp -d "$WORK/$name.XXXXXX")
+    timeout "$SERVER_LIFETIME" python3 "$VELAR_SOURCE_DIR/tests/servers/$script" "$@" \
+        >"$SERVER_DIR/stdout.log" 2>"$SERVER_DIR/stderr.log" &
+    SERVER_PIDS+=("$!")
+    if ! wait_until 10 has_word_value "$SERVER_DIR/stdout.log" PORT; then
+        echo "$script did not start: $(cat "$SERVER_DIR/stderr.log")" >&2
+        exit 1
+    fi
+    SERVER_PORT=$(first_word_value "$SERVER_DIR/stdout.log" PORT)
+}
+
+# start_fault_server ROOT: tests/servers/fault_server.py serving ROOT. Sets FAULT_PORT,
+# FAULT_CONTROL (its control file, initially {}: write {"*": {...}} or {"/path": {...}}) and
+# FAULT_LOG (one line per request).
+start_fault_server() {
+    local dir
+    dir=$(mktemp -d "$WORK/fault-control.XXXXXX")
+    FAULT_CONTROL=$dir/control.json
+    FAULT_LOG=$dir/requests.log
+    echo '{}' >"$FAULT_CONTROL"
+    start_python_server fault fault_server.py --root "$1" --control "$FAULT_CONTROL" --log "$FAULT_LOG"
+    FAULT_PORT=$SERVER_PORT
+}
+
+# start_live_server MEDIA [ARGS...]: tests/servers/live_server.py over MEDIA (dash_media live)
+# with ARGS (--window, --update, --preroll...). Sets LIVE_PORT, LIVE_AST (epoch seconds) and
+# LIVE_LOG (one line per request: epoch ms, path, status).
+start_live_server() {
+    local media=$1
+    shift
+    local log
+    log=$(mktemp "$WORK/live-requests.XXXXXX")
+    start_python_server live live_server.py --media "$media" --log "$log" "$@"
+    LIVE_PORT=$SERVER_PORT
+    LIVE_LOG=$log
+    wait_until 10 has_word_value "$SERVER_DIR/stdout.log" AST
+    LIVE_AST=$(first_word_value "$SERVER_DIR/stdout.log" AST)
+}
+
+# same_frames NAME SRC OUT [check_output.py frames options]: the video frames decoded from the
+# program stream OUT equal, frame for frame (framemd5), those decoded from the MP4 SRC.
+same_frames() {
+    local name=$1
+    shift
+    check "$name" "${CHECK[@]}" frames "$@"
 }

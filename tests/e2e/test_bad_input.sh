@@ -5,24 +5,6 @@
 # so that line is all there is on standard error.
 source "$(dirname "$0")/lib.sh"
 
-# expect_failure NAME WANTED_TEXT ARGS...: velar-play ARGS exits 1 within the time-out and its
-# standard error is exactly one line "velar-play: ..." that contains WANTED_TEXT.
-expect_failure() {
-    local name=$1 wanted=$2
-    shift 2
-    play "$WORK/$name.mpg" "$@"
-    local lines last
-    lines=$(wc -l < "$PLAY_STDERR")
-    last=$(tail -n 1 "$PLAY_STDERR")
-    if [ "$PLAY_STATUS" -ne 1 ]; then
-        bad "$name: exit $PLAY_STATUS (want 1) after ${PLAY_SECONDS}s: $(tail -n 3 "$PLAY_STDERR")"
-    elif [ "$lines" -ne 1 ] || [[ "$last" != "velar-play: "*"$wanted"* ]]; then
-        bad "$name: want one line with '$wanted', got: $(cat "$PLAY_STDERR")"
-    else
-        ok "$name: exit 1 in ${PLAY_SECONDS}s: $last"
-    fi
-}
-
 mkdir -p "$WORK/a-directory.mp4"
 # name | text the error line must hold | arguments
 expect_failure missing "Failed to open file $WORK/missing.mp4" "$WORK/missing.mp4"

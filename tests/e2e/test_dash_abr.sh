@@ -1,0 +1,39 @@
+#!/usr/bin/env bash
+# Bit-rate adaptation over the 16 s presentation of make-abr-dash.sh (video at 400 kbit/s
+# 320x180, 1.2 Mbit/s 640x360 and 3 Mbit/s 1280x720, 1 s segments). Play starts on the lowest
+# representation. From nginx on the loopback every download is far faster than real time, so the
+# video set climbs to the highest representation (the --stats lines show its bandwidth at the
+# end). From the fault server throttled to about 2.2 Mbit/s a 720p segment would take longer than
+# it plays and a 360p one about half of that, so the set settles on the middle representation
+# and never takes the highest. Either way the output decodes without a message across the
+# switches, every new segment's first picture has SPS and PPS in front of it, the frames are
+# those of the representations' segments in time order, and the audio is the source's up to the
+# end of the video.
+source "$(dirname "$0")/lib.sh"
+DASH_CHECK=(python3 "$E2E_DIR/dash_check.py")
+
+ABR=$(dash_media abr)
+cat "$ABR"/init-3.m4s "$ABR"/chunk-3-*.m4s >"$WORK/audio.mp4"
+
+start_nginx "$ABR"
+start_fault_server "$ABR"
+echo '{"*": {"rate": 275000}}' >"$FAULT_CONTROL"
+
+# name | server port | --stats checks
+CASES=(
+    "fast|$NGINX_PORT|--final 3000000"
+    "throttled|$FAULT_PORT|--final 1200000 --never 3000000"
+)
+for entry in "${CASES[@]}"; do
+    IFS='|' read -r name port want <<<"$entry"
+    out=$WORK/$name.mpg
+    play "$out" --stats "$WORK/$name.stats.jsonl" "http://127.0.0.1:$port/manifest.mpd"
+    expect_played "$name"
+    [ "$PLAY_STATUS" -eq 0 ] || continue
+    # shellcheck disable=SC2086
+    check "$name representation choice" "${DASH_CHECK[@]}" video-stats "$WORK/$name.stats.jsonl" $want
+    check "$name video across switches" "${DASH_CHECK[@]}" switches "$out" "$ABR"
+    check "$name audio" "${DASH_CHECK[@]}" audio-prefix "$WORK/audio.mp4" "$out"
+done
+
+finish

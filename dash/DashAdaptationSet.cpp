@@ -326,6 +326,11 @@ void DashAdaptationSet::processCompleteSegment() {
         return;
     }
     std::vector<uint8_t> bytes = mCurrentSegment->GetBytes();
+    if (mCurrentSegment->GetState() != dash::network::COMPLETED && !bytes.empty()) {
+        // A transfer cut short or stalled: what arrived is not the segment.
+        ZUN_LOG(0, "Segment download failed after %zu bytes, the bytes are dropped", bytes.size());
+        bytes.clear();
+    }
     mCurrentSegment.reset();  // joins the finished transfer; no download in flight any more
 
     const std::shared_ptr<DashRepresentationData> data = mCurrentRepresentation->getData();

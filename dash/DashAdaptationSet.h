@@ -78,7 +78,9 @@ namespace dash {
 // - The pending promise is installed before the download starts, so that a download that ends at
 //   once (a refused connection) cannot complete the previous, already satisfied promise. A second
 //   completion report for one download is ignored (the promise is set once, guarded by a flag).
-// - The bytes of a finished download are the segment's own GetBytes(). The segment is released
+// - The bytes of a finished download are the segment's own GetBytes(), and none when the transfer
+//   did not complete (cut short, reset, stalled until its time-out, refused): partial bytes are
+//   not the segment, so such a media segment fails as an empty one ("Empty segment."). The segment is released
 //   (currentSegment null again: no download in flight) once processCompleteSegment has run.
 // - "Stopping" for an empty media segment means that the finished download was already marked to
 //   be thrown away (discardNext, set by a seek or a change of direction): then the empty bytes are

@@ -250,6 +250,27 @@ TEST(DashSegmentQueueFault, DestructionWithADownloadInFlightReturns) {
     EXPECT_FALSE(stalled.get());
 }
 
+// A media segment whose transfer breaks off (connection closed or reset after part of the body) fails as an empty
+// one: the part that arrived is never queued as if it were the segment.
+TEST(DashSegmentQueueFault, SegmentCutShortIsNotQueued) {
+    velar_test::FaultServer server;
+    for (const char* fault : {"truncate=5000", "reset=5000"}) {
+        const std::string mpd = "<MPD xmlns=\"urn:mpeg:dash:schema:mpd:2011\" type=\"static\" mediaPresentationDuration=\"PT4S\">"
+                                "<Period><AdaptationSet mimeType=\"video/mp4\"><Representation id=\"v\" bandwidth=\"500000\" "
+                                "height=\"360\"><SegmentList timescale=\"1000\" duration=\"2000\"><Initialization "
+                                "sourceURL=\"init.mp4?size=1000\"/><SegmentURL media=\"s0.m4s?size=100000&amp;" +
+                                std::string(fault) + "\"/><SegmentURL media=\"s1.m4s\"/></SegmentList></Representation>"
+                                "</AdaptationSet></Period></MPD>";
+        auto set = makeSet(parseMpd(mpd, server.url("manifest.mpd")));
+        velar_test::LogCapture log;
+        ASSERT_TRUE(DashSegmentQueue::cycle(*set)) << fault;  // the init segment
+        EXPECT_EQ("Dash Download Error: FAIL_BAD_CONNECTION Empty segment.", thrown([&] { DashSegmentQueue::cycle(*set); }))
+            << fault;
+        EXPECT_EQ(0u, set->getNumberOfBufferedSegments()) << fault;
+        EXPECT_TRUE(log.containsFragment("Segment download failed after ")) << fault;
+    }
+}
+
 // Third-party MPDs (../shared/mpd-corpus, when present) through the engine: every set built from them
 // answers position queries, seeks and walks of its representations without a crash or a sanitizer
 // report. The only failures allowed are DashException and the standard errors the number parsing and

@@ -27,6 +27,16 @@ uint64_t segmentEnd(uint64_t startMs, uint64_t durationMs) {
     return durationMs > UINT64_MAX - startMs ? UINT64_MAX : startMs + durationMs;
 }
 
+// Length (ms) of a loaded segment: the longest index span of its tracks. The container duration is
+// not used: FFmpeg reports it for a fragment as its end on the presentation time line.
+uint64_t segmentLength(const IAvFile& file) {
+    uint64_t length = 0;
+    for (const AvTrack& track : file.getTracks()) {
+        length = std::max(length, track.durationMs);
+    }
+    return length != 0 ? length : file.getDuration();
+}
+
 bool isRunning(dash::DashDownloadStatus status) {
     return status == dash::NO_SEGMENT || status == dash::BUFFERING || status == dash::READY;
 }
@@ -286,7 +296,7 @@ bool AvFileDash::jumpToTime(uint32_t track, uint64_t positionMs) {
     bool changed = false;
     for (size_t i = 0; i < mTracks.size(); ++i) {
         const Track& each = mTracks[i];
-        const uint64_t end = segmentEnd(each.segmentStartMs, each.file->getDuration());
+        const uint64_t end = segmentEnd(each.segmentStartMs, segmentLength(*each.file));
         if (positionMs >= each.segmentStartMs && positionMs <= end) {
             continue;
         }
@@ -319,7 +329,7 @@ bool AvFileDash::jumpToTime(uint32_t track, uint64_t positionMs) {
             target = each.segmentStartMs;  // kept for the tracks after this one
         }
         const uint64_t start = each.segmentStartMs;
-        const uint64_t duration = each.file->getDuration();
+        const uint64_t duration = segmentLength(*each.file);
         const uint64_t end = segmentEnd(start, duration);
         bool jumped;
         if (target < start) {
@@ -347,7 +357,7 @@ uint64_t AvFileDash::getIFramePosition(uint32_t track, uint64_t positionMs) cons
     }
     const Track& chosen = mTracks.at(track);
     const uint64_t start = chosen.segmentStartMs;
-    if (!mNonKeySeen || positionMs < start || positionMs > segmentEnd(start, chosen.file->getDuration())) {
+    if (!mNonKeySeen || positionMs < start || positionMs > segmentEnd(start, segmentLength(*chosen.file))) {
         uint64_t segmentPosition = positionMs;
         uint64_t segmentDurationMs = 0;
         if (!mCommand->findSegmentPosition(chosen.mimeType, segmentPosition, segmentDurationMs)) {

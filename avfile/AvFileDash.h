@@ -70,6 +70,11 @@ namespace avfile {
 //   and the caller retries;
 // - a segment that fails to open leaves the track's previous segment file in place (the track is
 //   ended by the failure; a later jump works on the file it has);
+// - the extent of a loaded segment (the "outside the loaded segment" tests and the clamps of
+//   jumpToTime and getIFramePosition) is the segment file's own length, the longest index span of
+//   its tracks, not its getDuration(): FFmpeg gives a fragment's container duration as the end of
+//   the fragment on the presentation time line, which would make a segment starting at 7 s look
+//   8 s long;
 // - getIFramePosition answers the position itself when the command finds no segment for it;
 // - the log lines of the clamped jumps name the target and the segment's start or end on the
 //   presentation time line (ms); "Jump to time failed for pos: %llu" names the target.

@@ -437,4 +437,24 @@ TEST(AvFileDashTest, RealSegmentsThroughTheFactory) {
     EXPECT_TRUE(log.contains("end, Failed to open u2 with mimetype application/dash+xml"));
 }
 
+// The extent of a loaded real segment is its own length (FFmpeg gives a fragment's container duration as its end on
+// the presentation time line): a jump past it asks the command, a jump inside it does not.
+TEST(AvFileDashTest, RealSegmentExtentIsItsOwnLength) {
+    const std::string dir = velar_test::dashFixtures() + "/template/";
+    const auto f = fakes({"video/mp4"});
+    for (int n : {3, 4}) {
+        auto bytes = velar_test::readFileBytes(dir + "init-0.m4s");
+        const auto chunk = velar_test::readFileBytes(dir + "chunk-0-0000" + std::to_string(n) + ".m4s");
+        bytes.insert(bytes.end(), chunk.begin(), chunk.end());
+        f->queues["video/mp4"].push_back({(n - 1) * 1000, bytes});
+    }
+    AvFileDash file(std::make_shared<AvFileFactory>(std::make_shared<AvCodecDataFactory>(), nullptr), f);
+    LogCapture log;
+    EXPECT_TRUE(file.jumpToTime(0, 2500));
+    EXPECT_TRUE(f->seeks.empty());
+    EXPECT_TRUE(file.jumpToTime(0, 3500));
+    EXPECT_EQ((std::vector<std::pair<std::string, uint64_t>>{{"video/mp4", 3500}}), f->seeks);
+    EXPECT_TRUE(log.contains("jumpToTime 0 inputPos:3500 (dash segment changed)"));
+}
+
 }  // namespace

@@ -42,11 +42,6 @@ mkdir -p "$WORK"
 echo "making the ${SECONDS_LONG} s presentation in $WWW (once)..."
 bash "$ROOT/tests/data/make-abr-dash.sh" "$WWW" "$SECONDS_LONG"
 
-# The DASH client reads its settings from /opt/velar (make install); without that, the project's
-# default file.
-if [ -z "${VELAR_DASH_SETTINGS:-}" ] && [ ! -e /opt/velar/dash_settings.xml ]; then
-    export VELAR_DASH_SETTINGS=$ROOT/dash/dash_settings.xml
-fi
 
 trap nginx_stop EXIT
 nginx_start "$WWW" "$WORK/nginx"

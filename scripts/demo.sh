@@ -86,11 +86,6 @@ ffmpeg -hide_banner -nostdin -loglevel error -y -i "$SAMPLE" -map 0:v -map 0:a -
     "$DASH_DIR/manifest.mpd"
 echo "   $(ls "$DASH_DIR" | wc -l) files: manifest.mpd, $(ls "$DASH_DIR" | grep -c '^init-') initialisation and $(ls "$DASH_DIR" | grep -c '^chunk-') media segments"
 
-# The DASH client reads its settings from /opt/velar (make install); without that, the project's
-# default file.
-if [ -z "${VELAR_DASH_SETTINGS:-}" ] && [ ! -e /opt/velar/dash_settings.xml ]; then
-    export VELAR_DASH_SETTINGS=$ROOT/dash/dash_settings.xml
-fi
 
 trap nginx_stop EXIT
 nginx_start "$DASH_DIR" "$OUT_DIR/nginx"

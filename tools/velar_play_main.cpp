@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <memory>
 #include <string>
@@ -80,6 +81,14 @@ int main(int argc, char* argv[]) {
         velar_play::TerminateHandler::install();
         if (options.verbose) {
             velar_play::VerboseLog::install();
+        }
+
+        // DASH needs the settings file. A build tree that was never installed has none in
+        // /opt/velar: there velar-play points the library at the project's own default file
+        // (VELAR_DASH_SETTINGS, when set, is left alone).
+        if (std::getenv("VELAR_DASH_SETTINGS") == nullptr && access("/opt/velar/dash_settings.xml", R_OK) != 0 &&
+            access(VELAR_PROJECT_DASH_SETTINGS, R_OK) == 0) {
+            setenv("VELAR_DASH_SETTINGS", VELAR_PROJECT_DASH_SETTINGS, 1);
         }
 
         // The library keeps the manager's address for the life of the process.

@@ -24,6 +24,8 @@ WWW=$WORK/www
 PLAY=$BUILD/tools/velar-play
 IDLE=$BUILD/bench/dash_idle
 SECONDS_LONG=30
+# dash_idle, a host of its own, is given the project's settings file unless one is set.
+export VELAR_DASH_SETTINGS=${VELAR_DASH_SETTINGS:-$ROOT/dash/dash_settings.xml}
 # shellcheck source=../scripts/nginx_loopback.sh
 source "$ROOT/scripts/nginx_loopback.sh"
 

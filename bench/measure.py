@@ -40,17 +40,17 @@ def run_once(argv):
     return usage.ru_utime + usage.ru_stime, usage.ru_maxrss, wall
 
 
-def read_figures(spec):
-    """The named numbers of the last JSON line of spec["path"]."""
-    with open(spec["path"]) as f:
+def read_figures(request):
+    """The named numbers of the last JSON line of request["path"]."""
+    with open(request["path"]) as f:
         lines = [line for line in f if line.strip()]
     if not lines:
-        raise RuntimeError("%s is empty" % spec["path"])
+        raise RuntimeError("%s is empty" % request["path"])
     last = json.loads(lines[-1])
     values = {}
-    for field in spec["fields"]:
+    for field in request["fields"]:
         if not isinstance(last.get(field), (int, float)):
-            raise RuntimeError("%s: no number %s in %s" % (spec["path"], field, lines[-1].strip()))
+            raise RuntimeError("%s: no number %s in %s" % (request["path"], field, lines[-1].strip()))
         values[field] = last[field]
     return values
 

@@ -12,14 +12,14 @@ reference decoder. Standard library only; builds on check_output.py and psparse.
       packet after the video's last decode time (a DASH file ends with its lowest track).
   dash_check.py audio-prefix AUDIO OUT
       The audio decoded from OUT's C0 packets (ADTS) is the start of AUDIO's decoded audio.
-  dash_check.py switches OUT SRCDIR
+  dash_check.py switches OUT SRCDIR [FIRST LAST]
       The video of OUT across representation switches (sources: SRCDIR/init-<id>.m4s and
       chunk-<id>-<number>.m4s, ids 0, 1, 2): OUT's video stream decodes without a decoder
       message; every access unit with an IDR slice carries SPS and
       PPS in front of it; cut at every change of SPS, each run decodes (-f h264) without a
-      message and its frames are, frame for frame, the frames of one representation at the same
-      place of the time line; the runs follow one another without a gap and cover the whole
-      presentation.
+      message and its frames are, frame for frame, those of the same segments (1 s each) of the
+      representation with its picture size (from SRCDIR/manifest.mpd); the runs follow one
+      another without a gap and cover the whole presentation. FIRST and LAST: the representations of the first and the last segment.
   dash_check.py video-stats STATS [--final BANDWIDTH] [--never BANDWIDTH]
       The --stats file: the bandwidth of the video set on the last line is BANDWIDTH (--final),
       and no line shows BANDWIDTH (--never).
@@ -178,17 +178,30 @@ def decode(path, forced_format):
     return frames
 
 
-def source_frames(srcdir, rid):
+def frame_bytes(srcdir):
+    """{decoded frame size in bytes (yuv420p): representation id} from SRCDIR/manifest.mpd."""
+    with open(os.path.join(srcdir, "manifest.mpd"), "r", encoding="utf-8") as f:
+        text = f.read()
+    sizes = {}
+    for attrs in re.findall(r"<Representation ([^>]*)>", text):
+        a = dict(re.findall(r'(\w+)="([^"]*)"', attrs))
+        if "height" in a:
+            sizes[int(a["width"]) * int(a["height"]) * 3 // 2] = a["id"]
+    return sizes
+
+
+def segment_frames(srcdir, rid, first, count):
+    """Decoded frames of segments first .. first + count - 1 (0-based) of representation rid."""
     names = sorted(n for n in os.listdir(srcdir) if re.fullmatch(r"chunk-%s-\d+\.m4s" % rid, n))
-    with tempfile.NamedTemporaryFile(suffix=".mp4") as whole:
-        for name in ["init-%s.m4s" % rid] + names:
+    with tempfile.NamedTemporaryFile(suffix=".mp4") as part:
+        for name in ["init-%s.m4s" % rid] + names[first:first + count]:
             with open(os.path.join(srcdir, name), "rb") as f:
-                whole.write(f.read())
-        whole.flush()
-        return [h for h, _ in decode(whole.name, None)]
+                part.write(f.read())
+        part.flush()
+        return [h for h, _ in decode(part.name, None)], len(names)
 
 
-def check_switches(out, srcdir):
+def check_switches(out, srcdir, first_rep=None, last_rep=None):
     _, packets = psparse.load(out)
     units = access_units(packets)
     if not units:
@@ -198,7 +211,7 @@ def check_switches(out, srcdir):
             whole.write(unit["data"])
         whole.flush()
         decode(whole.name, "h264")  # the whole video across the switches: no decoder message
-    runs = []  # [sps bytes, annex b bytes, IDR count]
+    runs = []  # [sps bytes, annex b bytes, IDR count, PTS of the first IDR]
     for i, unit in enumerate(units):
         nals = nal_units(bytes(unit["data"]))
         types = [t for t, _ in nals]
@@ -209,36 +222,43 @@ def check_switches(out, srcdir):
                                   "NAL types %s" % (i, unit["pts"], types))
             sps = next(n for t, n in nals if t == 7).lstrip(b"\x00")
             if not runs or runs[-1][0] != sps:
-                runs.append([sps, bytearray(), 0])
+                runs.append([sps, bytearray(), 0, unit["pts"]])
             runs[-1][2] += 1
         elif not runs:
             raise CheckFailed("the video does not start with an IDR access unit")
         runs[-1][1] += unit["data"]
 
-    sources = {rid: source_frames(srcdir, rid) for rid in ("0", "1", "2")}
-    total = len(sources["0"])
-    position = 0
+    # Each run: the segments [first IDR's second, + IDR count) of the representation whose
+    # picture size its frames have (1 s segments, each starting with its IDR).
+    sizes = frame_bytes(srcdir)
+    segment = 0
+    total = None
     story = []
     with tempfile.TemporaryDirectory() as tmp:
-        for n, (_, data, idrs) in enumerate(runs):
+        for n, (_, data, idrs, pts) in enumerate(runs):
             path = os.path.join(tmp, "run%d.h264" % n)
             with open(path, "wb") as f:
                 f.write(data)
-            got = [h for h, _ in decode(path, "h264")]
-            rid = next((r for r, frames in sources.items() if got and got[0] in frames), None)
+            decoded = decode(path, "h264")
+            rid = sizes.get(decoded[0][1]) if decoded else None
             if rid is None:
-                raise CheckFailed("run %d: its first frame is in no representation" % n)
-            start = sources[rid].index(got[0])
-            if start != position:
-                raise CheckFailed("run %d (representation %s) starts at frame %d, the previous run "
-                                  "ended at %d" % (n, rid, start, position))
-            if sources[rid][start:start + len(got)] != got:
-                raise CheckFailed("run %d: frames differ from representation %s" % (n, rid))
-            position = start + len(got)
+                raise CheckFailed("run %d: no representation has its picture size" % n)
+            first = pts // 90000
+            if first != segment:
+                raise CheckFailed("run %d (representation %s) starts at segment %d, the previous run "
+                                  "ended at %d" % (n, rid, first, segment))
+            want, total = segment_frames(srcdir, rid, first, idrs)
+            if [h for h, _ in decoded] != want:
+                raise CheckFailed("run %d: frames differ from segments %d to %d of representation %s"
+                                  % (n, first + 1, first + idrs, rid))
+            segment = first + idrs
             story.append("%sx%d" % (rid, idrs))
-    if position != total:
-        raise CheckFailed("the output ends at frame %d of %d" % (position, total))
-    return "switches: %d frames identical to the sources, segments by representation %s" % (
+    if segment != total:
+        raise CheckFailed("the output ends at segment %d of %d" % (segment, total))
+    if first_rep is not None and (story[0].split("x")[0], story[-1].split("x")[0]) != (first_rep, last_rep):
+        raise CheckFailed("segments by representation %s, want %s first and %s last"
+                          % (" ".join(story), first_rep, last_rep))
+    return "switches: %d segments identical to the sources' frame for frame, by representation %s" % (
         total, " ".join(story))
 
 
@@ -361,8 +381,8 @@ def main(argv):
             print(check_timestamps(*args))
         elif command == "audio-prefix" and len(args) == 2:
             print(check_audio_prefix(*args))
-        elif command == "switches" and len(args) == 2:
-            print(check_switches(args[0], args[1]))
+        elif command == "switches" and len(args) in (2, 4):
+            print(check_switches(*args))
         elif command == "video-stats" and len(args) in (1, 3, 5):
             opts = dict(zip(args[1::2], (int(x) for x in args[2::2])))
             print(check_video_stats(args[0], opts.get("--final"), opts.get("--never")))

@@ -19,20 +19,21 @@ start_nginx "$ABR"
 start_fault_server "$ABR"
 echo '{"*": {"rate": 275000}}' >"$FAULT_CONTROL"
 
-# name | server port | --stats checks
+# name | server port | --stats checks | representations of the first and the last segment
 CASES=(
-    "fast|$NGINX_PORT|--final 3000000"
-    "throttled|$FAULT_PORT|--final 1200000 --never 3000000"
+    "fast|$NGINX_PORT|--final 3000000|0 2"
+    "throttled|$FAULT_PORT|--final 1200000 --never 3000000|0 1"
 )
 for entry in "${CASES[@]}"; do
-    IFS='|' read -r name port want <<<"$entry"
+    IFS='|' read -r name port want reps <<<"$entry"
     out=$WORK/$name.mpg
     play "$out" --stats "$WORK/$name.stats.jsonl" "http://127.0.0.1:$port/manifest.mpd"
     expect_played "$name"
     [ "$PLAY_STATUS" -eq 0 ] || continue
     # shellcheck disable=SC2086
     check "$name representation choice" "${DASH_CHECK[@]}" video-stats "$WORK/$name.stats.jsonl" $want
-    check "$name video across switches" "${DASH_CHECK[@]}" switches "$out" "$ABR"
+    # shellcheck disable=SC2086
+    check "$name video across switches" "${DASH_CHECK[@]}" switches "$out" "$ABR" $reps
     check "$name audio" "${DASH_CHECK[@]}" audio-prefix "$WORK/audio.mp4" "$out"
 done
 

@@ -3,8 +3,8 @@
 #
 # Gives: PLAY (the velar-play binary), MEDIA (generated clips, made once under a lock shared with
 # the C++ tests), WORK (a scratch folder of this script, removed when every check passed), CHECK
-# (check_output.py) and PSPARSE (psparse.py), plus the helpers below. Every velar-play run is
-# bounded by `timeout`.
+# (check_output.py), PSPARSE (psparse.py) and DASH_CHECK (dash_check.py), plus the helpers below.
+# Every velar-play run is bounded by `timeout`.
 set -euo pipefail
 
 E2E_DIR=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
@@ -15,6 +15,7 @@ VELAR_TEST_WORK_DIR=${VELAR_TEST_WORK_DIR:-$VELAR_BUILD_DIR/tests/work}
 PLAY=$VELAR_BUILD_DIR/tools/velar-play
 CHECK=(python3 "$E2E_DIR/check_output.py")
 PSPARSE=(python3 "$E2E_DIR/psparse.py")
+DASH_CHECK=(python3 "$E2E_DIR/dash_check.py")
 PLAY_TIMEOUT=${PLAY_TIMEOUT:-60}
 
 if [ ! -x "$PLAY" ]; then
@@ -234,6 +235,16 @@ start_live_server() {
     LIVE_LOG=$log
     wait_until 10 has_word_value "$SERVER_DIR/stdout.log" AST
     LIVE_AST=$(first_word_value "$SERVER_DIR/stdout.log" AST)
+}
+
+# representation_source DIR ID: the init segment of representation ID in DIR (init-ID.m4s), then
+# its media segments (chunk-ID-N.m4s, N a $Number$ or a $Time$) in time order, on standard output:
+# a fragmented MP4 that FFmpeg reads as the source of what velar-play played.
+representation_source() {
+    local names
+    names=$(cd "$1" && ls "chunk-$2-"*.m4s | sort -t- -k3 -n)
+    # shellcheck disable=SC2086
+    (cd "$1" && cat "init-$2.m4s" $names)
 }
 
 # same_frames NAME SRC OUT [check_output.py frames options]: the video frames decoded from the

@@ -10,10 +10,9 @@
 # those of the representations' segments in time order, and the audio is the source's up to the
 # end of the video.
 source "$(dirname "$0")/lib.sh"
-DASH_CHECK=(python3 "$E2E_DIR/dash_check.py")
 
 ABR=$(dash_media abr)
-cat "$ABR"/init-3.m4s "$ABR"/chunk-3-*.m4s >"$WORK/audio.mp4"
+representation_source "$ABR" 3 >"$WORK/audio.mp4"
 
 start_nginx "$ABR"
 start_fault_server "$ABR"

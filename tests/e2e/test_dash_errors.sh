@@ -7,7 +7,6 @@
 # after its stall time-out and retries: 3 x 10 s). The presentation is the 4 s template fixture
 # with one video representation, served by the fault server; each fault has a copy of its own.
 source "$(dirname "$0")/lib.sh"
-DASH_CHECK=(python3 "$E2E_DIR/dash_check.py")
 
 FIXTURES=$(dash_media fixtures)
 SITE=$WORK/site

@@ -5,7 +5,6 @@
 # without a gap, a repeat or a step (one frame apart, in presentation order), and the first
 # segment played must lie inside the time-shift window the MPD announced.
 source "$(dirname "$0")/lib.sh"
-DASH_CHECK=(python3 "$E2E_DIR/dash_check.py")
 
 LIVE_MEDIA=$(dash_media live)
 LIVE_SECONDS=${LIVE_SECONDS:-30}

@@ -5,11 +5,9 @@
 # exactly the frames of that representation's segments (init + media, concatenated), with their
 # time stamps, and to the audio of the audio segments up to the end of the video: the DASH file
 # ends as soon as its lowest track ends, so of the audio after the video's last decode time only
-# the first packet comes out. On SegmentBase, whose addressing
-# writes "Range..." lines on standard output, the stream on standard output is byte for byte the
-# stream written to a file.
+# the first packet comes out. On SegmentBase, whose addressing writes "Range..." lines on standard
+# output, the stream on standard output is byte for byte the stream written to a file.
 source "$(dirname "$0")/lib.sh"
-DASH_CHECK=(python3 "$E2E_DIR/dash_check.py")
 
 FIXTURES=$(dash_media fixtures)
 SITE=$WORK/site
@@ -18,15 +16,10 @@ mkdir -p "$SITE" "$SRC"
 cp -r "$FIXTURES/template" "$FIXTURES/timeline" "$FIXTURES/onefile" "$SITE/"
 
 # The sources: the video representation at 320x180 and the audio, as one fragmented MP4 each.
-cat "$SITE"/template/init-0.m4s "$SITE"/template/chunk-0-*.m4s >"$SRC/template-video.mp4"
-cat "$SITE"/template/init-2.m4s "$SITE"/template/chunk-2-*.m4s >"$SRC/template-audio.mp4"
-timeline_source() {  # ID: init and the $Time$ segments in time order
-    local names
-    names=$(cd "$SITE/timeline" && ls "chunk-$1-"*.m4s | sort -t- -k3 -n)
-    (cd "$SITE/timeline" && cat "init-$1.m4s" $names)
-}
-timeline_source 0 >"$SRC/timeline-video.mp4"
-timeline_source 2 >"$SRC/timeline-audio.mp4"
+representation_source "$SITE/template" 0 >"$SRC/template-video.mp4"
+representation_source "$SITE/template" 2 >"$SRC/template-audio.mp4"
+representation_source "$SITE/timeline" 0 >"$SRC/timeline-video.mp4"
+representation_source "$SITE/timeline" 2 >"$SRC/timeline-audio.mp4"
 
 # name | MPD | kept representation ids | video source | audio source
 CASES=(

@@ -9,7 +9,6 @@
 # its one pack header) must be the source's frames from the key frame at or before the target.
 # Then key-frame trick play forwards and backwards: only key frames, one per step, in order.
 source "$(dirname "$0")/lib.sh"
-DASH_CHECK=(python3 "$E2E_DIR/dash_check.py")
 
 ABR=$(dash_media abr)
 FIXTURES=$(dash_media fixtures)
@@ -19,9 +18,8 @@ cp "$ABR"/init-0.m4s "$ABR"/init-3.m4s "$ABR"/chunk-0-*.m4s "$ABR"/chunk-3-*.m4s
 cp -r "$FIXTURES/timeline" "$SITE/"
 "${DASH_CHECK[@]}" keep-reps "$ABR/manifest.mpd" "$SITE/abr/single.mpd" 0 3 >/dev/null
 "${DASH_CHECK[@]}" keep-reps "$SITE/timeline/manifest.mpd" "$SITE/timeline/single.mpd" 0 2 >/dev/null
-cat "$SITE"/abr/init-0.m4s "$SITE"/abr/chunk-0-*.m4s >"$WORK/abr-video.mp4"
-names=$(cd "$SITE/timeline" && ls chunk-0-*.m4s | sort -t- -k3 -n)
-(cd "$SITE/timeline" && cat init-0.m4s $names) >"$WORK/timeline-video.mp4"
+representation_source "$SITE/abr" 0 >"$WORK/abr-video.mp4"
+representation_source "$SITE/timeline" 0 >"$WORK/timeline-video.mp4"
 
 start_fault_server "$SITE"
 cat >"$FAULT_CONTROL" <<'EOF'

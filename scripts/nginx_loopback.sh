@@ -6,6 +6,8 @@
 #                                   NGINX_PORT; waits (at most 10 s) until it answers. Returns 1
 #                                   with a message on standard error when it cannot be started
 #                                   (three attempts: a port found free may be taken meanwhile).
+#                                   With NGINX_LIFETIME set (seconds), nginx is also stopped
+#                                   after that long whatever happens to the caller.
 #   nginx_stop                      stops it and waits for it; harmless when none runs.
 #
 # The caller stops the server on every way out: trap nginx_stop EXIT.
@@ -27,7 +29,8 @@ nginx_start() {
         sed -e "s|@PREFIX@|$prefix|g" -e "s|@ROOT@|$www|g" -e "s|@LISTEN@|127.0.0.1:$NGINX_PORT|g" \
             -e "s|@TLS@||g" "$root/tests/servers/nginx.conf.in" >"$prefix/nginx.conf"
         : >"$prefix/access.log"
-        "$NGINX_BIN" -p "$prefix/" -c "$prefix/nginx.conf" -e "$prefix/error.log" </dev/null >/dev/null 2>&1 &
+        ${NGINX_LIFETIME:+timeout "$NGINX_LIFETIME"} "$NGINX_BIN" -p "$prefix/" -c "$prefix/nginx.conf" \
+            -e "$prefix/error.log" </dev/null >/dev/null 2>&1 &
         NGINX_PID=$!
         # Ready when it answers anything over HTTP; gone when the port was taken after all.
         local _

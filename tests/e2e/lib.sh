@@ -132,6 +132,8 @@ dash_media() {
 # Servers started by the helpers below run under `timeout` (bounded even if this script is
 # killed) and are stopped when the script exits.
 SERVER_LIFETIME=${SERVER_LIFETIME:-900}
+# shellcheck source=../../scripts/nginx_loopback.sh
+source "$VELAR_SOURCE_DIR/scripts/nginx_loopback.sh"
 SERVER_PIDS=()
 stop_servers() {
     local pid
@@ -155,42 +157,19 @@ wait_until() {
     done
 }
 
-free_port() {
-    python3 -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])'
-}
-
-port_accepts() { (exec 3<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null; }
-
 # first_word_value FILE WORD: the second field of the first line of FILE that starts with WORD.
 first_word_value() { awk -v w="$2" '$1 == w { print $2; exit }' "$1" 2>/dev/null; }
 has_word_value() { [ -n "$(first_word_value "$1" "$2")" ]; }
 
-# start_nginx ROOT: nginx (tests/servers/nginx.conf.in) serving ROOT on a free loopback port.
-# Sets NGINX_PORT and NGINX_ACCESS_LOG.
+# start_nginx ROOT: nginx (scripts/nginx_loopback.sh, the demo's and the benchmarks' starter)
+# serving ROOT on a free loopback port for at most SERVER_LIFETIME seconds. Sets NGINX_PORT and
+# NGINX_ACCESS_LOG; stopped on exit with the other servers.
 start_nginx() {
-    local root prefix pid tries
-    root=$(cd "$1" && pwd)
+    local prefix
     prefix=$(mktemp -d "$WORK/nginx.XXXXXX")
-    mkdir -p "$prefix/tmp"
-    for tries in 1 2 3 4 5; do
-        NGINX_PORT=$(free_port)
-        sed -e "s#@PREFIX@#$prefix#g" -e "s#@ROOT@#$root#g" -e "s#@LISTEN@#127.0.0.1:$NGINX_PORT#g" \
-            -e "s#@TLS@##g" "$VELAR_SOURCE_DIR/tests/servers/nginx.conf.in" >"$prefix/nginx.conf"
-        : >"$prefix/error.log"
-        timeout "$SERVER_LIFETIME" /usr/sbin/nginx -p "$prefix/" -c "$prefix/nginx.conf" \
-            -e "$prefix/error.log" >"$prefix/stdout.log" 2>&1 &
-        pid=$!
-        SERVER_PIDS+=("$pid")
-        if wait_until 10 port_accepts "$NGINX_PORT"; then
-            NGINX_ACCESS_LOG=$prefix/access.log
-            return 0
-        fi
-        kill "$pid" 2>/dev/null || true
-        # Another process may have taken the port first: try another one.
-        grep -q "Address already in use" "$prefix/error.log" "$prefix/stdout.log" || break
-    done
-    echo "nginx did not start: $(cat "$prefix/error.log" "$prefix/stdout.log")" >&2
-    exit 1
+    NGINX_LIFETIME=$SERVER_LIFETIME nginx_start "$(cd "$1" && pwd)" "$prefix" || exit 1
+    SERVER_PIDS+=("$NGINX_PID")
+    NGINX_ACCESS_LOG=$prefix/access.log
 }
 
 # start_python_server NAME SCRIPT ARGS...: runs tests/servers/SCRIPT with ARGS and waits for its

@@ -26,15 +26,9 @@ mkdir -p "$OUT"
 OUT=$(cd "$OUT" && pwd)
 
 HASH=$( (cat "${BASH_SOURCE[0]}"; echo "$DURATION") | md5sum | cut -c1-32)
-STAMP="$OUT/.make-abr-dash.stamp"
-[ "$(cat "$STAMP" 2>/dev/null || true)" = "$HASH" ] && exit 0
-
-exec 9>"$OUT/.make-abr-dash.lock"
-flock 9
-[ "$(cat "$STAMP" 2>/dev/null || true)" = "$HASH" ] && exit 0
-
-WORK=$(mktemp -d "$OUT/.build.XXXXXX")
-trap 'rm -rf "$WORK"' EXIT
+# shellcheck source=once.sh
+source "$(dirname "${BASH_SOURCE[0]}")/once.sh"
+once_begin make-abr-dash
 
 # -b/-maxrate/-bufsize per output stream: v:0 400k, v:1 1200k, v:2 3000k.
 RATES=()

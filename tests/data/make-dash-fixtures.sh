@@ -21,15 +21,9 @@ mkdir -p "$OUT"
 OUT=$(cd "$OUT" && pwd)
 
 HASH=$(cat "$HERE/make-dash-fixtures.sh" "$HERE/dash_fixtures.py" | md5sum | cut -c1-32)
-STAMP="$OUT/.make-dash-fixtures.stamp"
-[ "$(cat "$STAMP" 2>/dev/null || true)" = "$HASH" ] && exit 0
-
-exec 9>"$OUT/.make-dash-fixtures.lock"
-flock 9
-[ "$(cat "$STAMP" 2>/dev/null || true)" = "$HASH" ] && exit 0
-
-WORK=$(mktemp -d "$OUT/.build.XXXXXX")
-trap 'rm -rf "$WORK"' EXIT
+# shellcheck source=once.sh
+source "$HERE/once.sh"
+once_begin make-dash-fixtures
 FF=(ffmpeg -hide_banner -nostdin -loglevel error -y)
 DUR=4
 COMMON=(-map_metadata -1 -fflags +bitexact -flags:v +bitexact -flags:a +bitexact)

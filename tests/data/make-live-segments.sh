@@ -27,15 +27,9 @@ mkdir -p "$OUT"
 OUT=$(cd "$OUT" && pwd)
 
 HASH=$(cat "$HERE/make-live-segments.sh" "$HERE/dash_fixtures.py" | md5sum | cut -c1-32)
-STAMP="$OUT/.make-live-segments.stamp"
-[ "$(cat "$STAMP" 2>/dev/null || true)" = "$HASH" ] && exit 0
-
-exec 9>"$OUT/.make-live-segments.lock"
-flock 9
-[ "$(cat "$STAMP" 2>/dev/null || true)" = "$HASH" ] && exit 0
-
-WORK=$(mktemp -d "$OUT/.build.XXXXXX")
-trap 'rm -rf "$WORK"' EXIT
+# shellcheck source=once.sh
+source "$HERE/once.sh"
+once_begin make-live-segments
 DUR=90
 
 ffmpeg -hide_banner -nostdin -loglevel error -y \

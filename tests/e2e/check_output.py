@@ -154,7 +154,8 @@ def decode_pcm(path, forced_format=None):
     return channels, pcm
 
 
-def check_audio(src, out):
+def decode_output_audio(out):
+    """(channels, float PCM) of the ADTS stream carried in OUT's C0 packets."""
     _, packets = psparse.load(out)
     with tempfile.NamedTemporaryFile(suffix=".aac") as adts:
         for p in packets:
@@ -163,7 +164,11 @@ def check_audio(src, out):
         adts.flush()
         if adts.tell() == 0:
             raise CheckFailed("no audio packets in the output")
-        out_channels, out_pcm = decode_pcm(adts.name, "aac")
+        return decode_pcm(adts.name, "aac")
+
+
+def check_audio(src, out):
+    out_channels, out_pcm = decode_output_audio(out)
     src_channels, src_pcm = decode_pcm(src)
     # The ADTS header always announces two channels (a kept quirk of the AAC feeder); FFmpeg then
     # decodes a mono stream's single channel as the left one and leaves the right one silent.

@@ -111,15 +111,7 @@ def check_timestamps(out, video_src, audio_src):
 def check_audio_prefix(src, out):
     """The audio decoded from OUT's ADTS stream is the start of SRC's decoded audio (OUT carries the
     encoder delay that SRC's edit list drops: whole AAC frames in front)."""
-    _, packets = psparse.load(out)
-    with tempfile.NamedTemporaryFile(suffix=".aac") as adts:
-        for p in packets:
-            if p.stream_id == 0xC0:
-                adts.write(p.payload)
-        adts.flush()
-        if adts.tell() == 0:
-            raise CheckFailed("no audio packets in the output")
-        out_channels, out_pcm = check_output.decode_pcm(adts.name, "aac")
+    out_channels, out_pcm = check_output.decode_output_audio(out)
     channels, src_pcm = check_output.decode_pcm(src)
     if out_channels != channels:
         raise CheckFailed("channels: %d out, %d in the source" % (out_channels, channels))

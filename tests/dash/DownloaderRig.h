@@ -1,21 +1,22 @@
-// Shared rig of the downloader and command tests: the process's DASH factory with small settings,
-// event counters, and a loopback nginx site that links the generated DASH fixtures.
+// Shared rig of the downloader, command and content-protection tests: the process's DASH factory with
+// small settings, event counters, a base fixture serving the generated DASH fixtures from a loopback
+// nginx, and SegmentList MPDs over them.
 #pragma once
 
-#include <dirent.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "DashFixtures.h"
 #include "NginxServer.h"
 #include "ScratchDir.h"
+#include "TestMedia.h"
 #include "dash/DashFactoryBuilder.h"
 #include "dash/IDashFactory.h"
 
@@ -52,31 +53,22 @@ inline int raised(dash::DashDownloadEvent event) {
     return counts[event].load();
 }
 
-inline std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+// A file of the DASH fixtures as text.
+inline std::string fixtureText(const std::string& path) {
+    const std::vector<unsigned char> bytes = velar_test::readFileBytes(velar_test::dashFixtures() + "/" + path);
+    return std::string(bytes.begin(), bytes.end());
 }
 
-// Threads of this process now.
-inline size_t threadCount() {
-    size_t count = 0;
-    if (DIR* tasks = opendir("/proc/self/task")) {
-        while (const dirent* entry = readdir(tasks)) count += entry->d_name[0] != '.';
-        closedir(tasks);
-    }
-    return count;
-}
-
-// A scratch folder served by nginx on loopback, with the DASH fixtures linked as "fx/".
-struct Site {
-    Site() {
-        if (symlink(velar_test::dashFixtures().c_str(), (root.path() + "/fx").c_str()) != 0) {
-            throw std::runtime_error("cannot link the fixtures");
-        }
+// Base of the tests on a scratch folder served by nginx on loopback, with the DASH fixtures linked as
+// "fx/". Skipped without nginx; the event counters are registered before any session runs.
+struct SiteTest : ::testing::Test {
+    void SetUp() override {
+        if (!velar_test::NginxServer::available()) GTEST_SKIP() << "nginx is not installed";
+        raised(dash::DOWNLOAD_STARTED);
+        ASSERT_EQ(0, symlink(velar_test::dashFixtures().c_str(), (root.path() + "/fx").c_str()));
         server = std::make_unique<velar_test::NginxServer>(root.path());
     }
     std::string url(const std::string& path) const { return server->url(path); }
-    std::string fixture(const std::string& path) const { return readFile(velar_test::dashFixtures() + "/" + path); }
 
     velar_test::ScratchDir root{"downloader-site"};
     std::unique_ptr<velar_test::NginxServer> server;

@@ -11,7 +11,7 @@ namespace dash {
 // for the host, which hands the data to its own DRM client. Nothing here decrypts.
 //
 // A plain record (copyable). Read from the AdaptationSet's descriptors in document order, then those
-// of its Representations that the set does not already carry (a descriptor equal in every field to one taken is taken once).
+// of its Representations; a descriptor equal in every field to one already taken is taken once.
 struct DashContentProtection {
     // DRM systems this library names; schemeIdUri "urn:uuid:<system id>" (ISO/IEC 23001-7).
     static constexpr const char* kPlayReadySystemId = "9a04f079-9840-4286-ab92-e65be0885f95";

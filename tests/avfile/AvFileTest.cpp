@@ -90,6 +90,8 @@ TEST(AvFileFactoryTest, RefusalsAndFailuresAreLogged) {
     EXPECT_TRUE(log.contains("Mimetype application/dash+xml is unknown"));
     EXPECT_EQ(std::make_pair(3, std::string("Invalid MPD")), failureOf([&] { f.factory.openPath(url, "application/dash+xml"); }));
     EXPECT_TRUE(log.contains("end, Failed to open " + url + " with mimetype application/dash+xml"));
+    // No command from the command factory: no file, no exception.
+    EXPECT_EQ(nullptr, AvFileFactory(nullptr, nullptr).openPath(url, "application/dash+xml"));
     EXPECT_EQ(std::make_pair(6, "Failed to open file " + missing),
               failureOf([&] { f.factory.openPath(missing, "video/mp4"); }));
     EXPECT_TRUE(log.contains("end, Failed to open " + missing + " with mimetype video/mp4"));

@@ -7,7 +7,8 @@
 #      (2 s segments addressed by a $Number$ template, one adaptation set per stream) into
 #      demo-out/dash/, served by a private nginx on a free 127.0.0.1 port that this script starts
 #      and stops itself                             -> demo-out/sample-dash.mpg
-# Each run also writes its --stats file beside the stream (demo-out/*.stats.jsonl).
+# Each run also writes its --stats file beside the stream (demo-out/*.stats.jsonl); the DASH run's
+# is drawn as demo-out/sample-dash.stats.png (tools/plot-stats).
 #
 # Usage: scripts/demo.sh BUILD_DIR     (run from anywhere; BUILD_DIR relative to the current folder)
 set -euo pipefail
@@ -96,6 +97,7 @@ timeout 120 "$PLAY" -o "$OUT" --stats "$OUT_DIR/sample-dash.stats.jsonl" "$URL"
 nginx_stop
 echo "   wrote $OUT ($(stat -c %s "$OUT") bytes); last --stats line:"
 echo "   $(tail -n 1 "$OUT_DIR/sample-dash.stats.jsonl")"
+echo "   drawn with tools/plot-stats: $("$ROOT/tools/plot-stats" "$OUT_DIR/sample-dash.stats.jsonl" | tail -n 1)"
 echo
 read_back "$OUT"
 # The same pictures either way: compare the decoded video frame for frame.

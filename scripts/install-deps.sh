@@ -8,7 +8,7 @@ packages=(
   ffmpeg libavformat-dev libavcodec-dev libavutil-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libcurl4-openssl-dev libxml2-dev libtinyxml-dev
-  nginx-light python3 procps curl util-linux bsdutils
+  nginx-light python3 python3-matplotlib procps curl util-linux bsdutils
 )
 
 missing=()

@@ -8,8 +8,15 @@
 # and never takes the highest. Either way the output decodes without a message across the
 # switches, every new segment's first picture has SPS and PPS in front of it, the frames are
 # those of the representations' segments in time order, and the audio is the source's up to the
-# end of the video.
+# end of the video. tools/plot-stats draws each --stats file.
 source "$(dirname "$0")/lib.sh"
+
+# plotted STATS: plot-stats read every reading of STATS and wrote a PNG of it.
+plotted() {
+    local report
+    report=$("$VELAR_SOURCE_DIR/tools/plot-stats" "$1" -o "${1%.jsonl}.png") || return 1
+    [ -s "${1%.jsonl}.png" ] && grep "^wrote .* ($(wc -l <"$1") readings)" <<<"$report"
+}
 
 ABR=$(dash_media abr)
 representation_source "$ABR" 3 >"$WORK/audio.mp4"
@@ -34,6 +41,7 @@ for entry in "${CASES[@]}"; do
     # shellcheck disable=SC2086
     check "$name video across switches" "${DASH_CHECK[@]}" switches "$out" "$ABR" $reps
     check "$name audio" "${DASH_CHECK[@]}" audio-prefix "$WORK/audio.mp4" "$out"
+    check "$name plot" plotted "$WORK/$name.stats.jsonl"
 done
 
 finish

@@ -10,6 +10,7 @@
 #include "avfile/AvBaseException.h"
 #include "avfile/AvFileNotFoundException.h"
 #include "avfile/AvParseErrorException.h"
+#include "dash/DashUtil.h"
 #include "platform/zun_log.h"
 
 ZUN_LOG_SOURCE("avfile/AvFileDash")
@@ -37,8 +38,10 @@ uint64_t segmentLength(const IAvFile& file) {
     return length != 0 ? length : file.getDuration();
 }
 
-bool isRunning(dash::DashDownloadStatus status) {
-    return status == dash::NO_SEGMENT || status == dash::BUFFERING || status == dash::READY;
+// The text and exception of every failure this file cannot name.
+[[noreturn]] void throwUnknownError() {
+    ZUN_LOG(0, "An unknown error occured");
+    throw AvBaseException("Unknown error");
 }
 
 unsigned long long ull(uint64_t value) { return static_cast<unsigned long long>(value); }
@@ -77,13 +80,11 @@ AvFileDash::~AvFileDash() {
 void AvFileDash::open() {
     const bool started = mCommand->start();
     ZUN_LOG(0, "Dash download command %s", started ? "started" : "did not start");
-    if (!started && isRunning(mCommand->getStatus())) {
-        ZUN_LOG(0, "An unknown error occured");
-        throw AvBaseException("Unknown error");
+    if (!started && !dash::DashUtil::isCompletedStatus(mCommand->getStatus())) {
+        throwUnknownError();  // a command that never ran would be waited on for ever
     }
     if (waitForData() == AvStatus::EndOfFile) {
-        ZUN_LOG(0, "An unknown error occured");
-        throw AvBaseException("Unknown error");
+        throwUnknownError();
     }
 
     const dash::DashCapability capability = mCommand->getDashCapability();
@@ -147,8 +148,7 @@ AvStatus AvFileDash::convertDashStatus(bool waitWhileBuffering) const {
         case dash::FAIL_BAD_CONNECTION:
             throw AvFileNotFoundException("Bad connection");
         default:
-            ZUN_LOG(0, "An unknown error occured");
-            throw AvBaseException("Unknown error");
+            throwUnknownError();
     }
 }
 

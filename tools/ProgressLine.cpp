@@ -4,7 +4,6 @@
 
 #include <cstdio>
 
-#include "tools/StateName.h"
 
 namespace velar_play {
 
@@ -19,7 +18,7 @@ std::string ProgressLine::format(const PlaybackFigures& figures) {
     }
     char line[160];
     std::snprintf(line, sizeof line, "%-12s %.1f s / %s  %.1f MB  %.1f Mbit/s",
-                  stateName(figures.state), figures.positionMs / 1000.0, duration,
+                  avfile::toString(figures.state).c_str(), figures.positionMs / 1000.0, duration,
                   figures.bytesOut / 1e6, bitsPerSecond / 1e6);
     return line;
 }

@@ -5,7 +5,6 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "tools/StateName.h"
 
 namespace velar_play {
 
@@ -32,7 +31,7 @@ void appendJsonString(std::string& out, const std::string& text) {
 
 void appendDash(std::string& out, const dash::DashCapability& capability) {
     out += ",\"dash\":{\"status\":";
-    appendJsonString(out, dashStatusName(capability.status));
+    appendJsonString(out, dash::toString(capability.status).c_str());
     out += capability.live ? ",\"live\":true,\"sets\":[" : ",\"live\":false,\"sets\":[";
     bool first = true;
     for (const dash::DashRepCapability& set : capability.entries) {
@@ -73,7 +72,7 @@ std::string StatsWriter::format(const PlaybackFigures& figures) {
     std::snprintf(head, sizeof head,
                   "{\"time_ms\":%" PRIu64 ",\"state\":\"%s\",\"position_ms\":%" PRIu64
                   ",\"bytes_out\":%" PRIu64,
-                  figures.elapsedMs, stateName(figures.state), figures.positionMs,
+                  figures.elapsedMs, avfile::toString(figures.state).c_str(), figures.positionMs,
                   figures.bytesOut);
     std::string line = head;
     if (figures.hasDash) {

@@ -217,6 +217,11 @@ std::shared_ptr<IDashRepresentation> DashAdaptationSet::getRepresentation() cons
     return mCurrentRepresentation;
 }
 
+std::shared_ptr<DashRepresentationData> DashAdaptationSet::getPlayingRepresentation() const {
+    std::lock_guard<std::recursive_mutex> lock(mMutex);
+    return mPlayingRepresentation;
+}
+
 std::shared_ptr<DashRepresentationData> DashAdaptationSet::getCurrentRepresentation() const {
     std::lock_guard<std::recursive_mutex> lock(mMutex);
     return mCurrentRepresentation == nullptr ? nullptr : mCurrentRepresentation->getData();
@@ -395,6 +400,7 @@ bool DashAdaptationSet::getBufferedSegment(DashQueuedSegment& segment) {
     }
     mLastPositionMs = segment.posMs;
     mDelivered = true;
+    mPlayingRepresentation = segment.representation;
     return true;
 }
 

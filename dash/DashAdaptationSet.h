@@ -145,6 +145,7 @@ public:
     // --- for the host ---
     std::vector<DashContentProtection> getContentProtections() const override;
     int32_t getLastDownloadRate() const override;
+    std::shared_ptr<DashRepresentationData> getPlayingRepresentation() const override;
 
     // Whether `representation` suits a set of `mimeType` (video: height within the limits).
     bool validRepresentation(const mpd::IRepresentation& representation, const mpd::IAdaptationSet& adaptationSet,
@@ -197,6 +198,7 @@ private:
     uint64_t mSegmentDurationMs = 0;
     uint64_t mLastPositionMs = 0;
     bool mDelivered = false;
+    std::shared_ptr<DashRepresentationData> mPlayingRepresentation;  // of the segment taken last
     bool mDiscardNext = false;
     int32_t mPlaybackRate = 1000;  // thousandths
     std::function<void(int)> mSegmentReadyCallback;

@@ -505,6 +505,10 @@ DashCapability DashDownloader::getCapability() {
         entry.endOfSegments = set->endOfSegments();  // first: see DashRepCapability
         entry.bufferedSegments = static_cast<uint32_t>(std::min<size_t>(set->getNumberOfBufferedSegments(), UINT32_MAX));
         entry.lastDownloadRate = set->getLastDownloadRate();
+        if (const std::shared_ptr<DashRepresentationData> playing = set->getPlayingRepresentation()) {
+            entry.playingBandwidth = saturateToInt32(playing->bandwidth);
+            entry.playingRepresentationId = playing->id;
+        }
         entry.contentProtections = set->getContentProtections();
         if (entry.mimeType == kVideo && mLoggedCapabilityVersion != capability.version) {
             // Logged once per MPD load: hosts take snapshots several times a second.

@@ -37,6 +37,11 @@ struct DashRepCapability {
     bool endOfSegments = false;
     uint32_t bufferedSegments = 0;         // segments queued and not yet taken
     int32_t lastDownloadRate = 0;          // rate of the last finished segment download (bits/s)
+    // The representation of the segment the streaming side took last, i.e. the one being played;
+    // it follows the current one after the segments queued before a switch. 0 and empty before
+    // the first segment is taken.
+    int32_t playingBandwidth = 0;          // bits/s
+    std::string playingRepresentationId;
     std::vector<DashContentProtection> contentProtections;
 };
 

@@ -72,6 +72,10 @@ public:
     virtual std::vector<DashContentProtection> getContentProtections() const = 0;
     // Rate of the last finished segment download, bits per second (0 before the first).
     virtual int32_t getLastDownloadRate() const = 0;
+    // The representation of the segment getBufferedSegment handed out last: the one being played,
+    // which trails the current one (chosen for the next download) by the queue. Null before the
+    // first segment was taken.
+    virtual std::shared_ptr<DashRepresentationData> getPlayingRepresentation() const = 0;
 };
 
 }  // namespace dash

@@ -40,13 +40,15 @@ void appendDash(std::string& out, const dash::DashCapability& capability) {
         appendJsonString(out, set.mimeType);
         out += ",\"id\":";
         appendJsonString(out, set.currentRepresentationId);
-        char numbers[160];
+        char numbers[224];
         std::snprintf(numbers, sizeof numbers,
                       ",\"bandwidth\":%" PRId32 ",\"height\":%" PRIu32 ",\"buffered\":%" PRIu32
-                      ",\"rate_bps\":%" PRId32 "}",
+                      ",\"rate_bps\":%" PRId32 ",\"playing_bandwidth\":%" PRId32 ",\"playing_id\":",
                       set.currentBandwidth, set.currentHeight, set.bufferedSegments,
-                      set.lastDownloadRate);
+                      set.lastDownloadRate, set.playingBandwidth);
         out += numbers;
+        appendJsonString(out, set.playingRepresentationId);
+        out += '}';
     }
     out += "]}";
 }

@@ -41,6 +41,7 @@ public:
     std::vector<std::shared_ptr<IDashRepresentation>> getRepresentations() const override { return {}; }
     std::vector<DashContentProtection> getContentProtections() const override { return {}; }
     int32_t getLastDownloadRate() const override { return 0; }
+    std::shared_ptr<DashRepresentationData> getPlayingRepresentation() const override { return nullptr; }
     const std::string& getMimeType() const override { return mime; }
 };
 

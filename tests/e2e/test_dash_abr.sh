@@ -8,14 +8,17 @@
 # and never takes the highest. Either way the output decodes without a message across the
 # switches, every new segment's first picture has SPS and PPS in front of it, the frames are
 # those of the representations' segments in time order, and the audio is the source's up to the
-# end of the video. tools/plot-stats draws each --stats file.
+# end of the video. tools/plot-stats draws each --stats file, and finds in it the switch of the
+# representation being played away from the lowest.
 source "$(dirname "$0")/lib.sh"
 
-# plotted STATS: plot-stats read every reading of STATS and wrote a PNG of it.
+# plotted STATS: plot-stats read every reading of STATS, wrote a PNG of it and found the video
+# being played switch at least once.
 plotted() {
     local report
     report=$("$VELAR_SOURCE_DIR/tools/plot-stats" "$1" -o "${1%.jsonl}.png") || return 1
-    [ -s "${1%.jsonl}.png" ] && grep "^wrote .* ($(wc -l <"$1") readings)" <<<"$report"
+    [ -s "${1%.jsonl}.png" ] && grep "^wrote .* ($(wc -l <"$1") readings)" <<<"$report" &&
+        grep "^switch .* video/mp4 " <<<"$report"
 }
 
 ABR=$(dash_media abr)

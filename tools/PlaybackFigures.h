@@ -6,6 +6,7 @@
 
 #include "avfile/AvStreamerState.h"
 #include "dash/DashCapability.h"
+#include "tools/ProcessCounts.h"
 
 namespace velar_play {
 
@@ -23,6 +24,12 @@ struct PlaybackFigures {
     // the first program stream byte taken from the ring (-1: none came).
     bool last = false;
     int64_t firstByteMs = -1;
+    // velar-play --release-check, last reading only: wall-clock milliseconds the release of the
+    // streamer and the file took, and the process counts before openPath and after the release.
+    bool hasRelease = false;
+    uint64_t releaseMs = 0;
+    ProcessCounts beforeOpen;
+    ProcessCounts afterRelease;
 };
 
 }  // namespace velar_play

@@ -51,6 +51,9 @@ void Player::run() {
 
 void Player::open() {
     bool dashType = mOptions.mimeType == kDashMimeType;
+    if (mOptions.releaseCheck) {
+        mBeforeOpen = ProcessCounts::take();
+    }
     mOpenStart = Clock::now();
     try {
         mFile = mService.openPath(mOptions.input, mOptions.mimeType);
@@ -255,6 +258,36 @@ int64_t Player::inputSize() const {
     return static_cast<int64_t>(info.st_size);
 }
 
+void Player::release() {
+    if (!mOptions.releaseCheck || mReleased) {
+        return;
+    }
+    mReleased = true;
+    PlaybackFigures f;
+    if (mHasLastFigures) {
+        f = mLastFigures;
+    } else if (mStreamer && mDrainer) {
+        f = figures(mStreamer->getState(), true);
+    } else {
+        f.last = true;  // ended before playback started: no reading was taken
+    }
+    Clock::time_point begin = Clock::now();
+    mDashInfo = nullptr;
+    mStreamer.reset();
+    mFile.reset();
+    mStepper.reset();
+    mDrainer.reset();
+    mRing.reset();
+    f.releaseMs = static_cast<uint64_t>(
+        std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin).count());
+    f.afterRelease = ProcessCounts::take();
+    f.beforeOpen = mBeforeOpen;
+    f.hasRelease = true;
+    if (mStats) {
+        mStats->write(f);
+    }
+}
+
 uint64_t Player::elapsedMs() const {
     return static_cast<uint64_t>(
         std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - mStart).count());
@@ -290,7 +323,10 @@ void Player::report(AvStreamerState state, bool force, bool last) {
         return;
     }
     PlaybackFigures f = figures(state, last);
-    if (mStats) {
+    if (last && mOptions.releaseCheck) {
+        mLastFigures = f;  // written by release()
+        mHasLastFigures = true;
+    } else if (mStats) {
         mStats->write(f);
     }
     mProgress->show(f);

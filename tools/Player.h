@@ -36,6 +36,13 @@
 //   openPath to the first byte taken from the ring.
 // - --duration stops the streamer once its position passes the limit, then drains the ring until
 //   it has been quiet for kQuietMs.
+// - --release-check: release() lets go of the streamer (its destructor empties the ring, stops and
+//   joins its thread), then of the file (a DASH file cancels its download command: the downloader
+//   thread is joined and its transfers aborted), then of the ring, as a host closing a channel
+//   does. The threads and descriptors are counted just before openPath and after that release;
+//   the last --stats reading is held back and written after the release with these figures. The
+//   streamer thread sleeps up to one second between polls in Buffering, EndOfFile and Error, so a
+//   release can take that long.
 //
 // Threads: run() is called on the main thread; the library calls the listener on the streamer
 // thread. The file object is touched from the main thread only while the streamer thread leaves it
@@ -56,6 +63,7 @@
 #include "tools/PlaybackFigures.h"
 #include "tools/PlayerListener.h"
 #include "tools/PlayerOptions.h"
+#include "tools/ProcessCounts.h"
 #include "velar/IMp4Service.h"
 
 namespace velar_play {
@@ -86,6 +94,11 @@ public:
     // Plays to the end. Throws PlayError (or std::runtime_error from the output) when the input
     // cannot be played or written.
     void run();
+
+    // With --release-check: releases the pipeline (see above) and writes the last --stats line with
+    // the release figures; does nothing without the option or when called again. Call it after
+    // run() returned or threw, on the main thread.
+    void release();
 
 private:
     void open();
@@ -127,6 +140,12 @@ private:
     std::chrono::steady_clock::time_point mLastReport;
     std::chrono::steady_clock::time_point mLastActivity;
     int64_t mLastSize = -1;
+
+    // --release-check
+    ProcessCounts mBeforeOpen;
+    bool mHasLastFigures = false;
+    PlaybackFigures mLastFigures;  // the last reading, held back until release()
+    bool mReleased = false;
 };
 
 }  // namespace velar_play

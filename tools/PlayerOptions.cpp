@@ -27,6 +27,9 @@ const char* const kUsage =
     "      --ring-size B   bytes of the ring between the library and the output (default 2097152)\n"
     "      --verbose       print the library's log on standard error\n"
     "      --stats FILE    append one JSON object per line to FILE, several times a second\n"
+    "      --release-check at the end release the streamer and the file as a host does, and add\n"
+    "                      the release time and the thread and descriptor counts before opening\n"
+    "                      and after release to the last --stats line\n"
     "  -h, --help          print this text\n"
     "\n"
     "Exit status: 0 when the stream was played to its end, 1 when it could not be played,\n"
@@ -171,6 +174,9 @@ PlayerOptions PlayerOptions::parse(int argc, char* const argv[]) {
             if (options.statsPath.empty()) {
                 throw UsageError("option --stats needs a file name");
             }
+        } else if (name == "--release-check") {
+            noValue();
+            options.releaseCheck = true;
         } else if (name == "-h" || name == "--help") {
             noValue();
             options.help = true;
@@ -186,6 +192,9 @@ PlayerOptions PlayerOptions::parse(int argc, char* const argv[]) {
     if (positional.size() > 1) {
         throw UsageError("only one INPUT can be played, got '" + positional[0] + "' and '" +
                          positional[1] + "'");
+    }
+    if (options.releaseCheck && options.statsPath.empty()) {
+        throw UsageError("--release-check needs --stats FILE (its figures go on the last line)");
     }
     if (options.keyFramesOnly && options.rate == 0) {
         throw UsageError("--keyframes needs a rate other than 0");

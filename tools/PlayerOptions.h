@@ -9,6 +9,8 @@
 // - The ring must hold at least one whole PES packet plus a pack header (65536 bytes): a smaller
 //   ring could never take the largest packet the library commits, which would then be lost.
 //   1 GiB is the upper bound.
+// - --release-check without --stats is a usage error: its figures have nowhere else to go (standard
+//   error carries one line only, the error).
 // - --keyframes with --rate 0 is a usage error: trick play that steps by 0 ms never moves.
 // - The MIME type defaults from the name: "application/dash+xml" for a name ending in ".mpd"
 //   (letter case ignored, a URL's query or fragment not counted), otherwise "video/mp4".
@@ -46,6 +48,7 @@ public:
     size_t ringBytes = kDefaultRingBytes;
     bool verbose = false;
     std::string statsPath;  // empty: no statistics
+    bool releaseCheck = false;  // --release-check: release as a host does and report it (Player.h)
     bool help = false;      // -h/--help: print usage and exit 0; nothing else is checked
 
     // Parses argv. Throws UsageError for anything that cannot be run.

@@ -87,6 +87,18 @@ std::string StatsWriter::format(const PlaybackFigures& figures) {
             line += ",\"first_byte_ms\":" + std::to_string(figures.firstByteMs);
         }
     }
+    if (figures.hasRelease) {
+        const ProcessCounts& a = figures.beforeOpen;
+        const ProcessCounts& b = figures.afterRelease;
+        char release[320];
+        std::snprintf(release, sizeof release,
+                      ",\"release\":{\"ms\":%" PRIu64 ",\"threads_before\":%d,\"threads_after\":%d"
+                      ",\"fds_before\":%d,\"fds_after\":%d,\"sockets_before\":%d,\"sockets_after\":%d"
+                      ",\"anon_before\":%d,\"anon_after\":%d}",
+                      figures.releaseMs, a.threads, b.threads, a.fds, b.fds, a.socketFds, b.socketFds,
+                      a.anonFds, b.anonFds);
+        line += release;
+    }
     line += '}';
     return line;
 }

@@ -16,6 +16,13 @@
 // presentation was opened to the first program stream byte taken from the ring, or null when no
 // byte came.
 //
+// With velar-play --release-check the last line ends, after first_byte_ms, with
+//   "release":{"ms":41,"threads_before":1,"threads_after":1,"fds_before":5,"fds_after":8,
+//              "sockets_before":0,"sockets_after":3,"anon_before":0,"anon_after":0}
+// ms is the wall-clock time the release of the streamer and the file took, the counts are those of
+// ProcessCounts (threads, descriptors, of which sockets and anonymous inodes) just before the
+// presentation was opened and after the release; it is written once the release is over.
+//
 // One reading is one line, each line a whole JSON object, flushed at once, so a reader following
 // the file sees whole lines. Main thread only.
 #pragma once

@@ -6,7 +6,8 @@
 //
 // The process ends with _exit once the output is complete and closed. The streamer thread polls
 // once a second at the end of a stream; joining it would add up to a second to every run and
-// gains nothing, so the pipeline is not torn down.
+// gains nothing, so the pipeline is not torn down, except with --release-check, which releases it
+// as a host does (Player::release) and reports how that went before the process ends.
 #include <signal.h>
 #include <unistd.h>
 
@@ -101,8 +102,10 @@ int main(int argc, char* argv[]) {
         velar_play::Player player(options, *service, output);
         try {
             player.run();
+            player.release();  // before the output is closed: it is open in both counts
             output.close();
         } catch (const std::exception& e) {
+            player.release();
             fail(e.what());
         }
         finish(0);

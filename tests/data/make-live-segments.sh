@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # Makes the media of velar's live DASH simulator (tests/servers/live_server.py) into OUTDIR with
-# Debian's ffmpeg: 90 s of 320x180 H.264 at 25 fps (key frame every second) and AAC 48 kHz stereo,
-# cut by the dash muxer into 1 s segments whose decode times run on without a break from 0, so
-# that segment n (from 1) starts at (n - 1) s on the live time line.
+# Debian's ffmpeg: SECONDS (default 90) of 320x180 H.264 at 25 fps (key frame every second) and
+# AAC 48 kHz stereo, cut by the dash muxer into 1 s segments whose decode times run on without a
+# break from 0, so that segment n (from 1) starts at (n - 1) s on the live time line.
 #
-# Usage: make-live-segments.sh OUTDIR
+# Usage: make-live-segments.sh OUTDIR [SECONDS]
 #
 # Files in OUTDIR: init-<id>.m4s and chunk-<id>-<number, 5 digits>.m4s (id 0 video, 1 audio),
 # ffmpeg's static manifest.mpd, and live.json, which the simulator reads: per representation its
@@ -12,25 +12,25 @@
 # SegmentTimeline states them (audio segments are whole AAC frames, so they are not all exactly
 # 1 s long; video segments are exactly 12800 ticks of 12800 Hz).
 #
-# Idempotent: a stamp holds a hash of this script and of dash_fixtures.py (whose MPD readers are
-# used); runs are serialised with flock; everything is made in a temporary folder and moved into
-# place. About 5 s on a 2-core machine.
+# Idempotent: a stamp holds a hash of this script, of dash_fixtures.py (whose MPD readers are
+# used) and of SECONDS; runs are serialised with flock; everything is made in a temporary folder
+# and moved into place. About 5 s on a 2-core machine for 90 s of media.
 set -euo pipefail
 
-if [ $# -ne 1 ]; then
-    echo "usage: $0 OUTDIR" >&2
+if [ $# -lt 1 ] || [ $# -gt 2 ] || ! [[ ${2:-90} =~ ^[1-9][0-9]*$ ]]; then
+    echo "usage: $0 OUTDIR [SECONDS]" >&2
     exit 2
 fi
 OUT=$1
+DUR=${2:-90}
 HERE=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 mkdir -p "$OUT"
 OUT=$(cd "$OUT" && pwd)
 
-HASH=$(cat "$HERE/make-live-segments.sh" "$HERE/dash_fixtures.py" | md5sum | cut -c1-32)
+HASH=$( (cat "$HERE/make-live-segments.sh" "$HERE/dash_fixtures.py"; echo "$DUR") | md5sum | cut -c1-32)
 # shellcheck source=once.sh
 source "$HERE/once.sh"
 once_begin make-live-segments
-DUR=90
 
 ffmpeg -hide_banner -nostdin -loglevel error -y \
     -f lavfi -i "testsrc2=size=320x180:rate=25:duration=$DUR" \

@@ -18,6 +18,15 @@ does a segment past the end of the media.
                   time-shift window are listed
   /init-<id>.m4s, /template/chunk-<id>-<number>.m4s, /timeline/chunk-<id>-<t>.m4s   the media
 
+Refresh faults, chosen by the query of the MPD URL (the client fetches the same URL again on every
+refresh): the first `after` fetches of that URL (default 1) are answered normally, later ones
+  status=CODE     answer CODE with a short text body
+  drop=ID,ID...   leave those Representations out (and an AdaptationSet left without one)
+  back=S          describe the presentation as it was S seconds earlier: publishTime and the
+                  segments listed lie S seconds behind the previous MPD's (the segments themselves
+                  stay on the server)
+for example /template.mpd?after=2&status=500. Fetches are counted per path and query.
+
 Both MPDs are type="dynamic" with publishTime = now (whole seconds), minimumUpdatePeriod,
 timeShiftBufferDepth, suggestedPresentationDelay and minBufferTime. Times in the MPD are written
 as whole UTC seconds ("2024-05-01T12:00:00Z").
@@ -34,6 +43,7 @@ import re
 import sys
 import threading
 import time
+import urllib.parse
 
 MPD_NS = "urn:mpeg:dash:schema:mpd:2011"
 PROFILE = "urn:mpeg:dash:profile:isoff-live:2011"
@@ -77,7 +87,7 @@ class Timeline:
         start, duration = rep["segments"][index]
         return index if (start + duration) / rep["timescale"] <= self.elapsed(now) else None
 
-    def mpd(self, form, now):
+    def mpd(self, form, now, drop=()):
         lines = ['<?xml version="1.0" encoding="utf-8"?>',
                  '<MPD xmlns="%s" profiles="%s" type="dynamic" availabilityStartTime="%s" '
                  'publishTime="%s" minimumUpdatePeriod="PT%dS" timeShiftBufferDepth="PT%dS" '
@@ -87,6 +97,8 @@ class Timeline:
                  '  <Period id="0" start="PT0S">']
         elapsed = self.elapsed(now)
         for set_id, rep in enumerate(self.reps):
+            if rep["id"] in drop:
+                continue
             attrs = 'id="%s" mimeType="%s" codecs="%s" bandwidth="%s"' % (
                 rep["id"], rep["mimeType"], rep["codecs"], rep["bandwidth"])
             if "height" in rep:
@@ -134,12 +146,24 @@ class Handler(http.server.BaseHTTPRequestHandler):
     def do_GET(self):
         self.answer(head=False)
 
-    def resolve(self, path, now):
+    def mpd_fetch_index(self):
+        """How many fetches of this path and query came before this one."""
+        with self.server.log_lock:
+            index = self.server.counts.get(self.path, 0)
+            self.server.counts[self.path] = index + 1
+        return index
+
+    def resolve(self, path, query, now):
         """(status, content type, body or file path) for `path`."""
         timeline = self.server.timeline
         m = re.fullmatch(r"/(template|timeline)\.mpd", path)
         if m:
-            return 200, "application/dash+xml", timeline.mpd(m.group(1), now)
+            faulty = self.mpd_fetch_index() >= int(query.get("after", "1"))
+            if faulty and "status" in query:
+                return int(query["status"]), "text/plain", b"live_server refresh fault\n"
+            drop = query.get("drop", "").split(",") if faulty else ()
+            back = int(query.get("back", "0")) if faulty else 0
+            return 200, "application/dash+xml", timeline.mpd(m.group(1), now - back, drop)
         m = re.fullmatch(r"/init-(\w+)\.m4s", path)
         if m and any(r["id"] == m.group(1) for r in timeline.reps):
             return 200, "video/mp4", os.path.join(timeline.media, path[1:])
@@ -160,8 +184,9 @@ class Handler(http.server.BaseHTTPRequestHandler):
 
     def answer(self, head):
         now = time.time()
-        path = self.path.split("?", 1)[0]
-        status, kind, body = self.resolve(path, now)
+        path, _, query = self.path.partition("?")
+        params = {k: v[-1] for k, v in urllib.parse.parse_qs(query).items()}
+        status, kind, body = self.resolve(path, params, now)
         if isinstance(body, str):
             with open(body, "rb") as f:
                 body = f.read()
@@ -204,6 +229,7 @@ def main():
                                args.delay)
     server.log_file = args.log
     server.log_lock = threading.Lock()
+    server.counts = {}
     print("PORT %d" % server.server_address[1], flush=True)
     print("AST %d" % server.timeline.ast, flush=True)
     stopper = threading.Timer(args.lifetime, server.shutdown)

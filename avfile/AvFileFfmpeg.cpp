@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <utility>
 
 extern "C" {
@@ -322,7 +323,13 @@ AvStatus AvFileFfmpeg::getNextSample(AvSample& sample) {
     sample.pts = static_cast<uint64_t>(pts);
     sample.track = index;
     if (packet->data != nullptr && packet->size > 0) {
-        sample.data.assign(packet->data, packet->data + packet->size);
+        // The caller's record is reused: grow its capacity by doubling, so a stream whose samples
+        // keep getting larger reallocates a few times, not at every new largest sample.
+        const size_t size = static_cast<size_t>(packet->size);
+        if (sample.data.capacity() < size) {
+            sample.data.reserve(std::max(size, 2 * sample.data.capacity()));
+        }
+        sample.data.assign(packet->data, packet->data + size);
     } else {
         sample.data.clear();
     }

@@ -10,7 +10,9 @@
 namespace avfile {
 
 // One demuxed access unit, filled by IAvFile::getNextSample into a record the caller owns and
-// reuses (every field is overwritten on each OK).
+// reuses (every field is overwritten on each OK). Reusing one record is what keeps the hot path
+// free of allocations: `data` keeps the capacity of the largest sample seen, so a steady stream
+// reallocates nothing.
 struct AvSample {
     uint32_t track = 0;               // id of the sample's AvTrack
     std::vector<uint8_t> data;        // payload as the container stores it (AVC: length-prefixed NALs)
@@ -24,6 +26,11 @@ struct AvSample {
     // The label "trackCodec:" is followed by the track type, not the codec name: log readers match
     // on that pairing.
     std::string toString() const;
+
+    // Makes the record equal to a default-constructed one (zero numbers, false flags, empty
+    // payload, lists and texts, no codec data) while keeping the capacity of its containers, so
+    // that refilling it allocates nothing. Allocates nothing itself.
+    void clear();
 };
 
 std::ostream& operator<<(std::ostream& os, const AvSample& sample);

@@ -26,6 +26,7 @@ AvStreamer::AvStreamer(std::shared_ptr<IAvFile> file, std::shared_ptr<IAvRouter>
     if (!mFile || !mRouter || !mPacketBuffer) {
         throw std::invalid_argument("AvStreamer needs a file, a router and a packet buffer");
     }
+    mSample.data.reserve(kSampleReserveBytes);
     ZUN_LOG(0, "AvStreamer ready!");
 }
 
@@ -151,7 +152,7 @@ uint32_t AvStreamer::getTimingTrack() const {
 void AvStreamer::setPlaybackRate(int rate) { mFile->setPlaybackRate(rate); }
 
 void AvStreamer::step() {
-    AvSample sample;
+    AvSample& sample = mSample;
     AvSampleFilter filter;
     {
         std::lock_guard<std::recursive_mutex> lock(mMutex);
@@ -165,6 +166,7 @@ void AvStreamer::step() {
         }
 
         filter = mFilter;
+        sample.clear();  // as a fresh record, keeping the payload's capacity
         AvStatus status;
         try {
             status = mFile->getNextSample(sample);

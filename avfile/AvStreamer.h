@@ -1,10 +1,12 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <mutex>
 #include <vector>
 
+#include "avfile/AvSample.h"
 #include "avfile/AvSampleFilter.h"
 #include "avfile/AvStreamerState.h"
 #include "avfile/IAvFile.h"
@@ -50,8 +52,20 @@ namespace avfile {
 //   state is still Playing: a stop() or setPosition() made by the host while the sample was being
 //   fed is not overwritten (otherwise a stop could be lost and the thread would never end).
 // - Null file, router or packet buffer: the constructor throws std::invalid_argument.
+// - step() reads into one sample record that the streamer keeps and reuses (emptied before each
+//   read, so the file sees a zeroed record as if it were new): its payload is reserved to
+//   kSampleReserveBytes at construction and keeps the capacity of the largest sample, so a steady
+//   stream allocates nothing per sample (only a sample larger than all before it and than the
+//   reservation makes it grow, by doubling). The record is used
+//   without the lock while it is fed, so step() must not run on two threads at once (the
+//   streamer thread is its one caller). It holds the last sample's bytes and a reference to its
+//   codec data until the next step().
 class AvStreamer : public IAvStreamer {
 public:
+    // Payload bytes reserved once for step()'s sample record: a key frame of 720p H.264 at a few
+    // Mbit/s fits.
+    static const size_t kSampleReserveBytes = 256 * 1024;
+
     AvStreamer(std::shared_ptr<IAvFile> file, std::shared_ptr<IAvRouter> router,
                std::shared_ptr<IAvPacketBuffer> packetBuffer);
     ~AvStreamer() override;
@@ -93,6 +107,7 @@ private:
     std::vector<IAvStreamerListener*> mListeners;
     AvStreamerState mState;
     bool mResume;  // set by setPosition, consumed by step: resume output with a pack header
+    AvSample mSample;  // step()'s sample record, reused (step() runs on one thread at a time)
     mutable std::recursive_mutex mMutex;
 };
 

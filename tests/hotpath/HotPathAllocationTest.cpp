@@ -89,8 +89,8 @@ TEST(HotPathAllocationTest, SteadyPlaybackAllocatesNothingPerSample) {
 
     std::atomic<bool> done{false};
     uint64_t drained = 0;
+    std::vector<uint8_t> chunk(16 * 1024);  // allocated here: the reader may start after the warm-up
     std::thread reader([&] {
-        std::vector<uint8_t> chunk(16 * 1024);
         while (!done.load() || ring->size() != 0) {
             drained += ring->read(chunk.data(), chunk.size(), 10);
         }

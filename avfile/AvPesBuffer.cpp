@@ -12,23 +12,33 @@ AvPesBuffer::AvPesBuffer(std::shared_ptr<IAvPacketBuffer> packetBuffer)
 void AvPesBuffer::setPesHeader(const ISO::PesHeader& header) { mHeader = header; }
 
 void AvPesBuffer::writeData(const uint8_t* data, size_t size, bool endOfUnit) {
+    // The open packet is mPayload followed by `taken` bytes at `data` (this write's, not copied).
+    size_t taken = 0;
     while (size != 0) {
         // The same bound as PesHeader::setPayloadSize, so a packet never fails it.
         const size_t limit = static_cast<uint16_t>(kMaxPacketBytes - mHeader.headerLength());
-        const size_t room = limit > mPayload.size() ? limit - mPayload.size() : 0;
+        const size_t open = mPayload.size() + taken;
+        const size_t room = limit > open ? limit - open : 0;
         const size_t n = std::min(room, size);
-        mPayload.insert(mPayload.end(), data, data + n);
-        data += n;
+        taken += n;
         size -= n;
         if (size == 0 && !endOfUnit) {
+            mPayload.insert(mPayload.end(), data, data + taken);  // waits for the next write
             return;
         }
-        mHeader.setPayloadSize(static_cast<unsigned short>(mPayload.size()));
+        mHeader.setPayloadSize(static_cast<unsigned short>(mPayload.size() + taken));
         mPacketBuffer->writeData(mHeader.data(), mHeader.headerLength(), false);
-        mPacketBuffer->writeData(mPayload.data(), mPayload.size(), true);
+        if (!mPayload.empty()) {
+            mPacketBuffer->writeData(mPayload.data(), mPayload.size(), taken == 0);
+        }
+        if (taken != 0) {
+            mPacketBuffer->writeData(data, taken, true);
+        }
         mHeader.setDataAlignmentIndicator(false);
         mHeader.setPtsDtsFlags(false, false);
         mPayload.clear();
+        data += taken;
+        taken = 0;
     }
 }
 

@@ -1,5 +1,6 @@
 #include "platform/zun_log.h"
 
+#include <condition_variable>
 #include <cstdarg>
 #include <cstdio>
 #include <mutex>
@@ -13,6 +14,9 @@ struct LogState {
     std::mutex mutex;
     zun_log_sink sink = nullptr;
     void* user = nullptr;
+    // Sink calls in progress (made outside `mutex`); zun_log_set_sink waits for them to end.
+    unsigned calls = 0;
+    std::condition_variable callsEnded;
     std::set<std::string> known;
     std::vector<const char*> sources;  // registration order; texts live in `known` (stable nodes)
 };
@@ -24,6 +28,18 @@ LogState& state() {
     return *s;
 }
 
+// Ends one sink call in progress when it leaves scope, however the call ends.
+struct CallEnd {
+    LogState& s;
+    ~CallEnd() {
+        {
+            std::lock_guard<std::mutex> lock(s.mutex);
+            --s.calls;
+        }
+        s.callsEnded.notify_all();
+    }
+};
+
 }  // namespace
 
 extern "C" {
@@ -31,30 +47,39 @@ extern "C" {
 void zun_log_print(int level, const char* function, const char* source, int line,
                    const char* format, ...) {
     LogState& s = state();
-    std::lock_guard<std::mutex> lock(s.mutex);
-    if (s.sink == nullptr || format == nullptr) {
-        return;
+    zun_log_sink sink = nullptr;
+    void* user = nullptr;
+    {
+        std::lock_guard<std::mutex> lock(s.mutex);
+        if (s.sink == nullptr || format == nullptr) {
+            return;
+        }
+        sink = s.sink;
+        user = s.user;
+        ++s.calls;
     }
+    // Formatted and handed to the sink without the lock, so that the sink's own locks never nest
+    // inside the logger's (callers log while holding their locks, and a sink's owner may take its
+    // lock around calls into the library).
+    CallEnd end{s};
     char stackBuffer[1024];
+    std::vector<char> big;
+    const char* text = stackBuffer;
     va_list args;
     va_start(args, format);
     va_list copy;
     va_copy(copy, args);
-    int needed = std::vsnprintf(stackBuffer, sizeof(stackBuffer), format, args);
+    const int needed = std::vsnprintf(stackBuffer, sizeof(stackBuffer), format, args);
     va_end(args);
-    if (needed < 0) {
-        va_end(copy);
-        return;
+    if (needed >= 0 && static_cast<size_t>(needed) >= sizeof(stackBuffer)) {
+        big.resize(static_cast<size_t>(needed) + 1);
+        std::vsnprintf(big.data(), big.size(), format, copy);
+        text = big.data();
     }
-    if (static_cast<size_t>(needed) < sizeof(stackBuffer)) {
-        va_end(copy);
-        s.sink(level, function ? function : "", source ? source : "", line, stackBuffer, s.user);
-        return;
-    }
-    std::vector<char> big(static_cast<size_t>(needed) + 1);
-    std::vsnprintf(big.data(), big.size(), format, copy);
     va_end(copy);
-    s.sink(level, function ? function : "", source ? source : "", line, big.data(), s.user);
+    if (needed >= 0) {
+        sink(level, function ? function : "", source ? source : "", line, text, user);
+    }
 }
 
 int register_logging(const char* source) {
@@ -72,10 +97,12 @@ int register_logging(const char* source) {
 
 zun_log_sink zun_log_set_sink(zun_log_sink sink, void* user) {
     LogState& s = state();
-    std::lock_guard<std::mutex> lock(s.mutex);
+    std::unique_lock<std::mutex> lock(s.mutex);
     zun_log_sink previous = s.sink;
     s.sink = sink;
     s.user = user;
+    // The previous sink's owner may go away once this returns: let calls in progress end first.
+    s.callsEnded.wait(lock, [&s] { return s.calls == 0; });
     return previous;
 }
 

@@ -3,8 +3,9 @@
 // ("avfile/AvStreamer"), the line and a printf format with its arguments.
 //
 // Silent by default: nothing is printed until a host installs a sink. The sink is called on the
-// thread that logs, under a process-wide lock, with the message already formatted; it must not
-// log itself.
+// thread that logs, with the message already formatted, and without any lock of the logger held:
+// several threads may be in the sink at once, so a sink that keeps state locks it itself. A sink
+// must not log, nor install a sink.
 #pragma once
 
 #include <cstddef>
@@ -23,7 +24,9 @@ void zun_log_print(int level, const char* function, const char* source, int line
 // initialiser; the registration itself only records the path (see zun_log_registered_sources).
 int register_logging(const char* source);
 
-// Installs a sink (null: silent again). Thread-safe; returns the sink it replaced.
+// Installs a sink (null: silent again). Thread-safe; returns the sink it replaced once every call
+// of it that was in progress has returned, so its `user` may be released afterwards. Calls made
+// from now on go to the new sink. Never call it from a sink (it would wait for itself).
 zun_log_sink zun_log_set_sink(zun_log_sink sink, void* user);
 
 // Number of distinct source paths registered so far, and the i-th of them (null past the end).

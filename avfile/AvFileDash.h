@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -82,7 +83,9 @@ namespace avfile {
 // Threads: like every IAvFile, driven from one thread at a time (set-up on a host thread, then the
 // streamer thread). The waits poll getStatus with no lock held. getDashCapability (IAvDashInfo) may
 // be called from any thread at any time: it reads only the download command, which is set at
-// construction and never changed.
+// construction and never changed. setPlaybackRate is the exception to the one thread: the streamer
+// passes it on without its lock, so it may meet the streamer thread's getNextSample or a host's
+// jumpToTime; the rate it stores is atomic for that.
 class AvFileDash : public IAvFile, public IAvDashInfo {
 public:
     // One per accepted adaptation set.
@@ -147,7 +150,7 @@ private:
     AvSampleFilter mFilter = AvSampleFilter::AllSamples;
     int32_t mDiscontinuityThreshold = kDiscontinuityThreshold;
     bool mNonKeySeen = false;
-    int32_t mPlaybackRate = 1000;  // thousandths
+    std::atomic<int32_t> mPlaybackRate{1000};  // thousandths
 };
 
 }  // namespace avfile

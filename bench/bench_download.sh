@@ -9,7 +9,8 @@
 # HttpDownload / curl -o /dev/null (target at least 0.8; on loopback this mostly measures the cost
 # of 50 MiB of fresh memory, which curl -o /dev/null does not pay) and HttpDownload / curl into
 # memory. Then the number of TCP connections nginx saw for 200 sequential segment downloads by one
-# process (target: reused, at most a handful).
+# process (target: reused, at most a handful). The figures are appended to BENCH_RESULTS for
+# report.py.
 #
 # Usage: bench_download.sh BUILD_DIR [RUNS]   (BUILD_DIR: a build with -DVELAR_BUILD_BENCH=ON)
 set -euo pipefail
@@ -21,6 +22,7 @@ ROOT=$(cd "$HERE/.." && pwd)
 WORK=$BUILD/bench-work/download
 WWW=$WORK/www
 DRIVER=$BUILD/bench/download_bench
+RESULTS=${BENCH_RESULTS:-$BUILD/bench-work/results.jsonl}
 mkdir -p "$WWW/seg"
 # shellcheck source=../scripts/nginx_loopback.sh
 source "$ROOT/scripts/nginx_loopback.sh"
@@ -62,8 +64,8 @@ for _ in $(seq 1 "$RUNS"); do
     rm -f "$SHM"
 done
 
-python3 - "$WORK" <<'PY'
-import statistics, sys
+python3 - "$WORK" "$RESULTS" <<'PY'
+import json, statistics, sys
 def load(name):
     rows = [line.split() for line in open(sys.argv[1] + "/" + name) if line.strip()]
     for seconds, size in rows:
@@ -87,6 +89,13 @@ def ratio(label, of, to, target):
 ratio("transport / curl -o /dev/null", "HttpTransfer (discard)", "curl -o /dev/null", 0.8)
 ratio("HttpDownload / curl -o /dev/null", "HttpDownload (in memory)", "curl -o /dev/null", 0.8)
 ratio("HttpDownload / curl into memory", "HttpDownload (in memory)", "curl -o /dev/shm (in memory)", None)
+with open(sys.argv[2], "a") as out:
+    for label, peer, figure in (("HttpTransfer (discard)", "velar", "mibps_discard"),
+                                ("curl -o /dev/null", "curl", "mibps_discard"),
+                                ("HttpDownload (in memory)", "velar", "mibps_memory"),
+                                ("curl -o /dev/shm (in memory)", "curl", "mibps_memory")):
+        out.write(json.dumps({"workload": "download 50 MiB", "peer": peer, "command": label,
+                              "figure": figure, "value": 50.0 / med[label]}) + "\n")
 PY
 
 echo "== connection reuse: 200 sequential 64 KiB segment downloads in one process"
@@ -102,4 +111,5 @@ REQUESTS=$(tail -n +"$((BEFORE + 1))" "$PREFIX/access.log" | wc -l)
 read -r SECONDS_ALL BYTES_ALL <<<"$RESULT"
 python3 -c "import sys; s=float(sys.argv[1]); print('  %d requests, %d bytes in %.1f ms (%.2f ms per segment)' % (int(sys.argv[2]), int(sys.argv[3]), s*1e3, s*1e3/200))" \
     "$SECONDS_ALL" "$REQUESTS" "$BYTES_ALL"
+echo "{\"workload\": \"download 50 MiB\", \"peer\": \"velar\", \"command\": \"download_bench segments\", \"figure\": \"connections\", \"value\": $CONNECTIONS}" >>"$RESULTS"
 echo "  TCP connections seen by nginx: $CONNECTIONS (target: at most a handful) $([ "$CONNECTIONS" -le 5 ] && echo met || echo NOT met)"

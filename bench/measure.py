@@ -1,123 +1,216 @@
 #!/usr/bin/env python3
-"""Runs commands several times, interleaved, and reports each one's CPU time (user + system, of the
-process and its children, from wait4's resource usage) and peak resident memory (ru_maxrss), as
-medians over the runs, plus the ratios the local-MP4 benchmark is judged by. Standard library only.
+"""Runs the commands of one workload several times, interleaved (or all at once per round), and
+records per command, as medians over the runs: CPU time (user + system of the process and its
+children, from wait4's resource usage), wall time, peak resident memory (ru_maxrss), the time from
+the start of the process to the first byte it writes on standard output, and figures the command
+reports itself. Prints them and appends them to a results file for report.py. Standard library
+only.
 
-  measure.py RUNS PLAN.json
+  measure.py RUNS PLAN.json RESULTS.jsonl
 
-PLAN.json: {"commands": {"name": {"argv": [...], "cleanup": [paths],
-                                  "figures": {"path": FILE, "fields": [...]}}, ...},
-            "ratios": [{"label": ..., "what": "cpu"|"rss_extra_mib"|"figure", "of": name,
-                        "to": name, "field": ..., "target": number}, ...]}
-"cpu" compares median CPU seconds (of / to, target is the largest ratio allowed);
-"rss_extra_mib" is median peak RSS of `of` minus that of `to`, in MiB (target: the most allowed);
-"figure" is the median of a figure the command reported itself (no `to`; target: the most
-allowed). A command's figures are read after each run from the last line of its "figures" file,
-a JSON object (velar-play's --stats file): the numbers named in "fields".
-A run that exits with a status other than 0 stops the benchmark (exit 1).
+PLAN.json: {"workload": "local MP4 720p 60 s", "concurrent": false,
+            "commands": {"name": {"peer": "velar", "argv": [...], "timeout": 300,
+                                  "process": true,
+                                  "figures": {"path": FILE, "fields": [...]},
+                                  "stdout_json": [...]}, ...}}
+- Standard output is always a pipe that this script reads and throws away (the commands write
+  their program or transport stream there); its first byte gives "first_out_ms".
+- "first_out": false records no first byte (a command that prints only a summary at its end).
+- "process": false records no CPU, wall, RSS or first byte (a command run for its own figures).
+- "figures": the named numbers of the last line of FILE, a JSON object (velar-play's --stats).
+- "stdout_json": the named fields of the last line of standard output, a JSON object; a list of
+  numbers counts as its median.
+- "concurrent": true starts every command of a round at the same time (live workloads, where each
+  command spends its time waiting for the live edge); otherwise they run one after the other.
+- "server": {"argv": [...]}: a server started before each round (each round gets a fresh one) and
+  stopped after it; it must print "PORT <n>" on its standard output within 10 s, and "{port}" in
+  the commands' arguments becomes that port (the live simulator, whose clock starts with it).
+- "timeout" (seconds, default 600): a run still going then is killed and counts as failed.
+- "ok_status" (default [0]): the exit statuses that count as success.
+A command whose run fails (exit status other than 0, time-out, a figure missing) is recorded as
+failed with the reason and not run again; the others go on.
+
+Each line of RESULTS.jsonl: {"workload", "peer", "command", "figure", "value", "runs"} or
+{"workload", "peer", "command", "error"}.
 """
 
 import json
 import os
+import select
+import signal
 import statistics
 import subprocess
 import sys
+import tempfile
+import threading
 import time
 
 
-def run_once(argv):
-    """(cpu seconds, peak RSS in KiB, wall seconds) of one run of argv."""
+def kill_group(pid):
+    try:
+        os.killpg(pid, signal.SIGKILL)
+    except ProcessLookupError:
+        pass
+
+
+def run_once(argv, timeout, ok_status):
+    """dict(cpu_s, rss_mib, wall_s, first_out_ms, stdout_tail) of one run of argv."""
+    err = tempfile.TemporaryFile()
     start = time.monotonic()
-    proc = subprocess.Popen(argv, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
-    # wait4 gives the resource usage of exactly this child.
+    proc = subprocess.Popen(argv, stdout=subprocess.PIPE, stderr=err, stdin=subprocess.DEVNULL,
+                            start_new_session=True)
+    timer = threading.Timer(timeout, kill_group, args=(proc.pid,))
+    timer.start()
+    first = None
+    tail = b""
+    fd = proc.stdout.fileno()
+    while True:
+        chunk = os.read(fd, 1 << 16)
+        if not chunk:
+            break
+        if first is None:
+            first = time.monotonic() - start
+        tail = (tail + chunk)[-65536:]
+    # wait4 gives the resource usage of exactly this child (with its own waited-for children).
     _, status, usage = os.wait4(proc.pid, 0)
     wall = time.monotonic() - start
-    err = proc.stderr.read().decode(errors="replace")
-    proc.stderr.close()
+    expired = not timer.is_alive()
+    timer.cancel()
     proc.returncode = os.waitstatus_to_exitcode(status)
-    if proc.returncode != 0:
-        raise RuntimeError("%s exited with %d: %s" % (" ".join(argv), proc.returncode, err[-400:]))
-    return usage.ru_utime + usage.ru_stime, usage.ru_maxrss, wall
+    proc.stdout.close()
+    if expired or proc.returncode not in ok_status:
+        err.seek(0)
+        text = err.read().decode(errors="replace").strip().splitlines()
+        reason = "timed out after %d s" % timeout if expired else "exit %d" % proc.returncode
+        raise RuntimeError("%s: %s" % (reason, text[-1][-300:] if text else "no message"))
+    err.close()
+    return {"cpu_s": usage.ru_utime + usage.ru_stime, "rss_mib": usage.ru_maxrss / 1024.0,
+            "wall_s": wall, "first_out_ms": None if first is None else first * 1000.0,
+            "stdout_tail": tail}
 
 
-def read_figures(request):
-    """The named numbers of the last JSON line of request["path"]."""
-    with open(request["path"]) as f:
-        lines = [line for line in f if line.strip()]
+def last_json_line(text, where):
+    lines = [line for line in text.splitlines() if line.strip()]
     if not lines:
-        raise RuntimeError("%s is empty" % request["path"])
-    last = json.loads(lines[-1])
+        raise RuntimeError("%s is empty" % where)
+    try:
+        return json.loads(lines[-1])
+    except ValueError:
+        raise RuntimeError("%s: not JSON: %s" % (where, lines[-1][:200]))
+
+
+def pick(obj, fields, where):
     values = {}
-    for field in request["fields"]:
-        if not isinstance(last.get(field), (int, float)):
-            raise RuntimeError("%s: no number %s in %s" % (request["path"], field, lines[-1].strip()))
-        values[field] = last[field]
+    for field in fields:
+        value = obj.get(field)
+        if isinstance(value, list) and value and all(isinstance(v, (int, float)) for v in value):
+            value = statistics.median(value)
+        if not isinstance(value, (int, float)) or isinstance(value, bool):
+            raise RuntimeError("%s: no number %s" % (where, field))
+        values[field] = value
     return values
 
 
+def start_server(argv):
+    """(process, port) of a server that announces "PORT <n>"; RuntimeError when it does not."""
+    proc = subprocess.Popen(argv, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+                            stdin=subprocess.DEVNULL, start_new_session=True)
+    deadline = time.monotonic() + 10
+    while time.monotonic() < deadline:
+        ready, _, _ = select.select([proc.stdout], [], [], max(0.0, deadline - time.monotonic()))
+        line = proc.stdout.readline().decode() if ready else ""
+        if line.startswith("PORT "):
+            return proc, int(line.split()[1])
+        if ready and not line:
+            break
+    stop_server(proc)
+    raise RuntimeError("server %s did not announce its port" % " ".join(argv))
+
+
+def stop_server(proc):
+    kill_group(proc.pid)
+    proc.wait()
+    proc.stdout.close()
+
+
+def measure(command, port):
+    """The figures of one run of a command (raises RuntimeError on failure)."""
+    argv = [a.replace("{port}", str(port)) for a in command["argv"]]
+    result = run_once(argv, command.get("timeout", 600), command.get("ok_status", [0]))
+    figures = {}
+    if command.get("process", True):
+        figures = {k: result[k] for k in ("cpu_s", "wall_s", "rss_mib", "first_out_ms")
+                   if result[k] is not None}
+        if not command.get("first_out", True):
+            del figures["first_out_ms"]
+    if "figures" in command:
+        path = command["figures"]["path"]
+        with open(path) as f:
+            figures.update(pick(last_json_line(f.read(), path), command["figures"]["fields"], path))
+    if "stdout_json" in command:
+        text = result["stdout_tail"].decode(errors="replace")
+        figures.update(pick(last_json_line(text, "standard output"), command["stdout_json"],
+                            "standard output"))
+    return figures
+
+
 def main(argv):
-    if len(argv) != 3:
+    if len(argv) != 4:
         sys.stderr.write(__doc__)
         return 2
     runs = int(argv[1])
     with open(argv[2]) as f:
         plan = json.load(f)
+    workload = plan["workload"]
     commands = plan["commands"]
     samples = {name: [] for name in commands}
-    figures = {name: [] for name in commands}
-    for i in range(runs):
-        # Interleaved, so that the shared machine's slow moments spread over all commands.
-        for name, command in commands.items():
+    errors = {}
+
+    def one(name, port):
+        try:
+            samples[name].append(measure(commands[name], port))
+        except (RuntimeError, OSError) as e:
+            errors[name] = str(e)
+
+    for _ in range(runs):
+        server, port = None, 0
+        if "server" in plan:
             try:
-                samples[name].append(run_once(command["argv"]))
-                if "figures" in command:
-                    figures[name].append(read_figures(command["figures"]))
-            except RuntimeError as e:
+                server, port = start_server(plan["server"]["argv"])
+            except (RuntimeError, OSError) as e:
                 print("benchmark run failed: %s" % e)
                 return 1
-            for path in command.get("cleanup", []):
-                if os.path.exists(path):
-                    os.remove(path)
-    medians = {}
-    print("%-28s %12s %12s %12s   (medians of %d runs; CPU = user + system)" %
-          ("", "CPU s", "peak RSS MiB", "wall s", runs))
-    for name, values in samples.items():
-        cpu = statistics.median(v[0] for v in values)
-        rss = statistics.median(v[1] for v in values) / 1024.0
-        wall = statistics.median(v[2] for v in values)
-        medians[name] = (cpu, rss)
-        spread = "CPU %.2f-%.2f" % (min(v[0] for v in values), max(v[0] for v in values))
-        print("%-28s %12.3f %12.1f %12.3f   %s" % (name, cpu, rss, wall, spread))
-    figure_medians = {}
-    for name, runs in figures.items():
-        for field in (runs[0] if runs else {}):
-            values = [r[field] for r in runs]
-            figure_medians[(name, field)] = statistics.median(values)
-            print("%-28s %s: median %g   (runs: %s)" % (name, field, statistics.median(values),
-                                                        " ".join("%g" % v for v in values)))
-    print()
-    missed = 0
-    for ratio in plan.get("ratios", []):
-        target = ratio["target"]
-        if ratio["what"] == "figure":
-            value = figure_medians[(ratio["of"], ratio["field"])]
-            text = "%g (target <= %g)" % (value, target)
-            verdict = "met" if value <= target else "MISSED"
-            missed += verdict != "met"
-            print("%-52s %s  %s" % (ratio["label"], text, verdict))
-            continue
-        of, to = medians[ratio["of"]], medians[ratio["to"]]
-        if ratio["what"] == "cpu":
-            value = of[0] / to[0] if to[0] > 0 else float("inf")
-            text = "%.2fx (target <= %.1fx)" % (value, target)
+        # Interleaved, so that the shared machine's slow moments spread over all commands.
+        pending = [name for name in commands if name not in errors]
+        if plan.get("concurrent"):
+            threads = [threading.Thread(target=one, args=(name, port)) for name in pending]
+            for t in threads:
+                t.start()
+            for t in threads:
+                t.join()
         else:
-            value = of[1] - to[1]
-            text = "%+.1f MiB (target <= +%.0f MiB)" % (value, target)
-        verdict = "met" if value <= target else "MISSED"
-        missed += verdict != "met"
-        print("%-52s %s  %s" % (ratio["label"], text, verdict))
-    print()
-    print("targets: %s" % ("all met" if missed == 0 else "%d missed" % missed))
+            for name in pending:
+                one(name, port)
+        if server is not None:
+            stop_server(server)
+
+    print("== %s (medians of %d runs)" % (workload, runs))
+    with open(argv[3], "a") as out:
+        for name, command in commands.items():
+            peer = command.get("peer", name)
+            if name in errors:
+                print("  %-34s FAILED: %s" % (name, errors[name]))
+                out.write(json.dumps({"workload": workload, "peer": peer, "command": name,
+                                      "error": errors[name]}) + "\n")
+                continue
+            parts = []
+            for figure in samples[name][0]:
+                values = [s[figure] for s in samples[name]]
+                value = statistics.median(values)
+                parts.append("%s %.4g" % (figure, value))
+                out.write(json.dumps({"workload": workload, "peer": peer, "command": name,
+                                      "figure": figure, "value": value, "runs": values}) + "\n")
+            print("  %-34s %s" % (name, ", ".join(parts)))
     return 0
 
 

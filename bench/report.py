@@ -40,6 +40,27 @@ for what, label in (("PesPacketiser", "PES packetiser"), ("H264Feeder", "H.264 f
         FIGURES.append(("%s_%d" % (what, size), "%s, %d B units, GB/s" % (label, size), "gb"))
 ALIASES = {"first_packet_ms": "first_byte_ms"}
 
+LEGEND = """Workloads (bench/bench_*.sh say more):
+- local MP4: generated clips, 60 s 1280x720 30 fps H.264 3 Mbit/s + AAC, and 10 min 1920x1080
+  25 fps H.264 4 Mbit/s + AAC. velar: velar-play -o - (2 MiB ring); read loop: bench/read_loop.cpp
+  (av_read_frame over the file, nothing else); ffmpeg: -c copy -f mpegts to a pipe; GStreamer:
+  filesrc ! qtdemux ! h264parse ! mpegpsmux ! fdsink, audio through aacparse into the same muxer.
+- DASH on demand: 30 s, three H.264 representations (180p, 360p, 720p) + AAC, 1 s segments, from a
+  loopback nginx. ffmpeg remuxes the 720p representation and the audio; velar and GStreamer
+  (souphttpsrc ! dashdemux) play what their bit-rate strategies choose.
+- DASH live: the live simulator (tests/servers/live_server.py, $Number$ template, 1 s segments,
+  MPD refreshed every 2 s); all clients run at once for 60 s of stream per round. GStreamer has no
+  duration option and is interrupted after 62 s, so its wall time is fixed. ffmpeg's DASH demuxer
+  does not follow this stream: it asks for segments past the live edge and moves on at every 404,
+  so it never ends and is recorded as failed.
+- Seek latency: from setPosition to the first byte after the pack header (bench/seek_bench.cpp,
+  median of the seeks of a run); read loop: av_seek_frame to the first packet read.
+- Idle CPU: bench/dash_idle.cpp, the whole process while nobody reads the ring.
+- Download: 50 MiB from a loopback nginx; velar's transport (bytes discarded) and HttpDownload
+  (bytes kept) beside curl -o /dev/null and curl -o /dev/shm.
+- Microbenchmarks: bench/micro_pipeline.cpp, bytes of sample payload per second of CPU time, the
+  ring drained with clear(); memcpy of the same sizes in the same binary."""
+
 LOCAL = ["local MP4 720p 60 s", "local MP4 1080p 10 min"]
 # (workload, figure, comparison, peer or None, peer figure or None, limit)
 #   "max_ratio"/"min_ratio": velar / peer; "max_diff": velar - peer; "max": velar's value alone.
@@ -164,6 +185,8 @@ def main(argv):
         text.append("[%d] %s" % (i + 1, note))
     text.append("")
     text.append("Targets: %d of %d met." % (len(verdicts) - missed, len(verdicts)))
+    text.append("")
+    text.append(LEGEND)
     report = "\n".join(text) + "\n"
     print(report)
 

@@ -10,25 +10,12 @@ std::string AvSample::toString() const {
     return os.str();
 }
 
-void AvSample::clear() {
-    track = 0;
-    data.clear();
-    dts = 0;
-    pts = 0;
-    firstSample = false;
-    keyFrame = false;
-    trackInfo.id = 0;
-    trackInfo.type = AvTrackType::Unknown;
-    trackInfo.codec.clear();
-    trackInfo.durationMs = 0;
-    trackInfo.codecData.reset();
-    trackInfo.intList.clear();
-    trackInfo.stringList.clear();
-    trackInfo.stringList2.clear();
-    trackInfo.intValue = 0;
-    trackInfo.stringValue.clear();
-    trackInfo.stringValue2.clear();
-}
+namespace {
+const AvSample kEmptySample{};
+}  // namespace
+
+// Copy-assigning from an empty record keeps the capacity of every container and string.
+void AvSample::clear() { *this = kEmptySample; }
 
 std::ostream& operator<<(std::ostream& os, const AvSample& sample) {
     return os << "track:" << sample.track << " datalen:" << sample.data.size()

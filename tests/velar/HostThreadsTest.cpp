@@ -32,15 +32,6 @@ using velar_test::waitFor;
 using Clock = std::chrono::steady_clock;
 
 // Threads of this process now (entries of /proc/self/task).
-size_t threadCount();
-
-// The count before a test: a first thread is made and joined, since ThreadSanitizer starts a thread of
-// its own with the process's first thread.
-size_t threadsBeforeTest() {
-    std::thread([] {}).join();
-    return threadCount();
-}
-
 size_t threadCount() {
     size_t count = 0;
     if (DIR* dir = opendir("/proc/self/task")) {
@@ -48,6 +39,13 @@ size_t threadCount() {
         closedir(dir);
     }
     return count;
+}
+
+// The count before a test: a first thread is made and joined, since ThreadSanitizer starts a thread of
+// its own with the process's first thread.
+size_t threadsBeforeTest() {
+    std::thread([] {}).join();
+    return threadCount();
 }
 
 // One host: a file opened through the service and its streamer over a ring of `ringBytes`.
@@ -62,23 +60,28 @@ struct Host {
     // of it must end within one second, with the process back to `threadsBefore` threads.
     void releaseFrom(const std::vector<std::function<void(avfile::IAvStreamer&)>>& work, const std::string& what,
                      size_t threadsBefore) {
-        std::atomic<size_t> done{0};
+        struct Count {
+            std::atomic<size_t> called{0}, released{0};
+        };
+        const auto count = std::make_shared<Count>();  // shared with threads left hanging
         std::vector<std::thread> hosts;
         for (const auto& w : work) {
-            hosts.emplace_back([w, &done, held = streamer]() mutable {
+            hosts.emplace_back([w, count, held = streamer]() mutable {
                 w(*held);
+                ++count->called;
                 held.reset();
-                ++done;
+                ++count->released;
             });
         }
         const auto start = Clock::now();
         streamer.reset();
         file.reset();
-        const bool ended = waitFor([&] { return done == work.size(); }, std::chrono::seconds(1));
+        const bool ended = waitFor([&] { return count->released == work.size(); }, std::chrono::seconds(1));
         const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();
         for (std::thread& t : hosts) ended ? t.join() : t.detach();  // a hung host must not hang the suite
-        ASSERT_TRUE(ended) << what << ": the host calls or the release hung (" << done << " of " << work.size()
-                           << " host threads returned after " << ms << " ms)";
+        ASSERT_TRUE(ended) << what << ": hung after " << ms << " ms; of " << work.size() << " host threads "
+                           << count->called << " returned from their calls and " << count->released
+                           << " from releasing the streamer";
         EXPECT_TRUE(waitFor([&] { return threadCount() <= threadsBefore; }, std::chrono::seconds(1)))
             << what << ": " << threadCount() - threadsBefore << " thread(s) left behind";
     }
@@ -105,7 +108,7 @@ class HostThreadsRaceTest : public ::testing::TestWithParam<Race> {};
 // or two other threads, then the release, all return.
 TEST_P(HostThreadsRaceTest, NeverDrainedRing) {
     const size_t threadsBefore = threadsBeforeTest();
-    Host host(velar_test::testMedia("high_bframes.mp4"), "video/mp4", 32768);  // 174 kB of stream
+    Host host(velar_test::testMedia("high_bframes.mp4"), "video/mp4", 32768);  // for about 175 kB of stream
     ASSERT_TRUE(host.streamer && host.streamer->setPosition(0, AvSampleFilter::AllSamples));
     ASSERT_TRUE(waitFor([&] { return host.ring->size() > host.ring->capacity() / 2; }));
     host.releaseFrom(GetParam().hosts, GetParam().name, threadsBefore);
@@ -179,6 +182,7 @@ TEST(HostThreadsTest, DashRepositionedAndReleasedWhileDownloading) {
     Host host(server.url("manifest.mpd"), "application/dash+xml", 65536);
     ASSERT_TRUE(host.file && host.streamer);
     avfile::IAvStreamer& streamer = *host.streamer;
+    ASSERT_TRUE(streamer.setPosition(0, AvSampleFilter::AllSamples));
     std::atomic<bool> draining{true};
     std::thread reader([&] {
         std::vector<uint8_t> buffer(4096);
@@ -188,7 +192,6 @@ TEST(HostThreadsTest, DashRepositionedAndReleasedWhileDownloading) {
         return waitFor([&] { return streamer.getState() == AvStreamerState::KeyframeSent; }, std::chrono::seconds(10));
     };
     // Each seek lands while the streamer thread feeds and the downloader fetches.
-    ASSERT_TRUE(streamer.setPosition(0, AvSampleFilter::AllSamples));
     EXPECT_TRUE(streamer.setPosition(1500, AvSampleFilter::AllSamples));
     streamer.setPlaybackRate(4000);
     EXPECT_TRUE(streamer.setPosition(2500, AvSampleFilter::KeyFramesOnly));
@@ -198,7 +201,7 @@ TEST(HostThreadsTest, DashRepositionedAndReleasedWhileDownloading) {
     EXPECT_TRUE(keyFrameSent()) << "backwards";
     // Another host thread sets the rate while this one seeks (setPlaybackRate takes no lock).
     std::thread rate([&] { streamer.setPlaybackRate(1000); });
-    EXPECT_TRUE(streamer.setPosition(2000, AvSampleFilter::AllSamples));  // waits for segments 3 and 4
+    EXPECT_TRUE(streamer.setPosition(2000, AvSampleFilter::AllSamples));  // at 1000 it waits for segments 3 and 4
     rate.join();
     draining = false;
     reader.join();

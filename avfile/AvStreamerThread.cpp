@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <chrono>
 #include <utility>
 
 #include "platform/zun_log.h"
@@ -12,8 +11,8 @@ ZUN_LOG_SOURCE("avfile/AvStreamerThread")
 namespace avfile {
 
 namespace {
-const std::chrono::microseconds kSlowPoll(1000000);  // Buffering, EndOfFile, Error
-const useconds_t kFastPollUs = 100;                   // every other state
+const useconds_t kSlowPollUs = 1000000;  // Buffering, EndOfFile, Error
+const useconds_t kFastPollUs = 100;      // every other state
 }  // namespace
 
 AvStreamerThread::AvStreamerThread(std::shared_ptr<IAvFile> file,
@@ -48,28 +47,9 @@ bool AvStreamerThread::setPosition(uint64_t positionMs, AvSampleFilter filter) {
     return true;
 }
 
-void AvStreamerThread::stop() {
-    AvStreamer::stop();
-    {
-        std::lock_guard<std::mutex> lock(mPauseMutex);
-        ++mStops;
-    }
-    mPauseWake.notify_all();
-}
-
-void AvStreamerThread::pauseUntilStopped(unsigned stops) {
-    std::unique_lock<std::mutex> lock(mPauseMutex);
-    mPauseWake.wait_for(lock, kSlowPoll, [&] { return mStops != stops; });
-}
-
 void AvStreamerThread::run() {
     ZUN_LOG(0, "Thread start");
     for (;;) {
-        unsigned stops = 0;
-        {
-            std::lock_guard<std::mutex> lock(mPauseMutex);
-            stops = mStops;  // read before the check, so that a stop() after it cuts the pause
-        }
         {
             std::lock_guard<std::recursive_mutex> lock(mutex());
             if (getState() == AvStreamerState::Stopped) {
@@ -82,7 +62,7 @@ void AvStreamerThread::run() {
         const AvStreamerState state = getState();
         if (state == AvStreamerState::Buffering || state == AvStreamerState::EndOfFile ||
             state == AvStreamerState::Error) {
-            pauseUntilStopped(stops);
+            usleep(kSlowPollUs);
         } else {
             usleep(kFastPollUs);
         }

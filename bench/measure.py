@@ -18,8 +18,9 @@ PLAN.json: {"workload": "local MP4 720p 60 s", "concurrent": false,
 - "first_out": false records no first byte (a command that prints only a summary at its end).
 - "process": false records no CPU, wall, RSS or first byte (a command run for its own figures).
 - "figures": the named numbers of the last line of FILE, a JSON object (velar-play's --stats).
-- "stdout_json": the named fields of the last line of standard output, a JSON object; a list of
-  numbers counts as its median.
+- "stdout_json": the named fields of the last line of standard output, a JSON object; a field
+  that is a list of numbers (one per seek, say) is pooled over the runs, and its figure is the
+  median of all of them.
 - "concurrent": true starts every command of a round at the same time (live workloads, where each
   command spends its time waiting for the live edge); otherwise they run one after the other.
 - "server": {"argv": [...]}: a server started before each round (each round gets a fresh one) and
@@ -104,7 +105,8 @@ def pick(obj, fields, where):
     for field in fields:
         value = obj.get(field)
         if isinstance(value, list) and value and all(isinstance(v, (int, float)) for v in value):
-            value = statistics.median(value)
+            values[field] = value
+            continue
         if not isinstance(value, (int, float)) or isinstance(value, bool):
             raise RuntimeError("%s: no number %s" % (where, field))
         values[field] = value
@@ -206,6 +208,8 @@ def main(argv):
             parts = []
             for figure in samples[name][0]:
                 values = [s[figure] for s in samples[name]]
+                if isinstance(values[0], list):
+                    values = [v for run in values for v in run]
                 value = statistics.median(values)
                 parts.append("%s %.4g" % (figure, value))
                 out.write(json.dumps({"workload": workload, "peer": peer, "command": name,

@@ -26,7 +26,7 @@ FIGURES = [
     ("rss_mib", "peak RSS MiB", "%.1f"),
     ("first_out_ms", "first byte on stdout, ms from process start", "%.0f"),
     ("first_byte_ms", "first PES byte (read loop: packet), ms from open", "%.1f"),
-    ("seek_ms", "seek latency ms", "%.1f"),
+    ("seek_ms", "seek latency ms (median of all seeks)", "%.1f"),
     ("idle_full", "idle CPU ms/s, queues full", "%.1f"),
     ("idle_finished", "idle CPU ms/s, all segments downloaded", "%.1f"),
     ("idle_ended", "idle CPU ms/s, after end of stream", "%.1f"),
@@ -54,7 +54,8 @@ LEGEND = """Workloads (bench/bench_*.sh say more):
   does not follow this stream: it asks for segments past the live edge and moves on at every 404,
   so it never ends and is recorded as failed.
 - Seek latency: from setPosition to the first byte after the pack header (bench/seek_bench.cpp,
-  median of the seeks of a run); read loop: av_seek_frame to the first packet read.
+  every seek made with a full ring, as during playback); read loop: av_seek_frame to the first
+  packet read. Medians over all seeks of all runs.
 - Idle CPU: bench/dash_idle.cpp, the whole process while nobody reads the ring.
 - Download: 50 MiB from a loopback nginx; velar's transport (bytes discarded) and HttpDownload
   (bytes kept) beside curl -o /dev/null and curl -o /dev/shm.

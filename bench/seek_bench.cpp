@@ -11,7 +11,13 @@
 //                  the pack header that the streamer writes once it has positioned the file.
 // Seek targets are spread over the presentation in a fixed order that jumps forwards and
 // backwards (slot k of SEEKS equal slots, k = 7 i mod SEEKS, at the slot's middle). Between two
-// seeks 512 KiB are read, so that each seek starts from a flowing stream.
+// seeks 512 KiB are read, then the streamer is left to fill the ring.
+//
+// Decision: every seek is made with a full ring (less free space than one PES packet, nothing
+// written for 50 ms; at most kWaitMs of waiting, or the end of the stream), the state of a ring
+// during playback, where the decoder reads at the stream's pace and the streamer waits for space. With room left in the
+// ring a seek can meet the streamer between two samples instead, which is quicker, so the figure
+// would depend on the moment.
 //
 // Decision: the bytes before the pack header are skipped, not counted; a packet the streamer had
 // staged before the seek may still reach the emptied ring ahead of the pack header, and that is
@@ -38,6 +44,8 @@ using Clock = std::chrono::steady_clock;
 
 const size_t kRingBytes = 2 * 1024 * 1024;
 const size_t kFlowBytes = 512 * 1024;
+const size_t kFullBelowBytes = 65536 + 14;  // free space below one PES packet and a pack header
+const uint32_t kStillMs = 50;
 const uint32_t kWaitMs = 30000;
 const uint8_t kPackHeader[] = {0x00, 0x00, 0x01, 0xBA, 0x44, 0x00, 0x04,
                                0x00, 0x04, 0x01, 0xFF, 0xFF, 0xFF, 0x00};
@@ -78,6 +86,24 @@ void readBytes(ContigMemBuffer& ring, const avfile::IAvStreamer& streamer, size_
     while (total < bytes && Clock::now() < deadline &&
            !(streamer.getState() == avfile::AvStreamerState::EndOfFile && ring.size() == 0)) {
         total += ring.read(chunk.data(), chunk.size(), 20);
+    }
+}
+
+// Waits until the streamer has filled the ring and waits for space: less free space than one PES
+// packet and nothing written for kStillMs (or the stream has ended, or kWaitMs passed).
+void waitForFullRing(const ContigMemBuffer& ring, const avfile::IAvStreamer& streamer) {
+    const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(kWaitMs);
+    uint64_t written = ring.totalWritten();
+    Clock::time_point still = Clock::now();
+    while (Clock::now() < deadline && streamer.getState() != avfile::AvStreamerState::EndOfFile) {
+        usleep(1000);
+        if (ring.totalWritten() != written) {
+            written = ring.totalWritten();
+            still = Clock::now();
+        } else if (ring.freeSpace() < kFullBelowBytes &&
+                   Clock::now() - still >= std::chrono::milliseconds(kStillMs)) {
+            return;
+        }
     }
 }
 
@@ -122,6 +148,7 @@ int main(int argc, char* argv[]) {
     for (int i = 0; i < seeks; ++i) {
         const uint64_t slot = static_cast<uint64_t>((i * 7) % seeks);
         const uint64_t target = spanMs * (2 * slot + 1) / (2 * static_cast<uint64_t>(seeks));
+        waitForFullRing(*ring, *streamer);
         const Clock::time_point seekStart = Clock::now();
         if (!streamer->setPosition(target, avfile::AvSampleFilter::AllSamples)) {
             fail("setPosition(" + std::to_string(target) + ") failed");

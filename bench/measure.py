@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Runs the commands of one workload several times, interleaved (or all at once per round), and
 records per command, as medians over the runs: CPU time (user + system of the process and its
-children, from wait4's resource usage), wall time, peak resident memory (ru_maxrss), the time from
+children, from wait4's resource usage), wall time, peak resident memory (ru_maxrss), context
+switches (voluntary + involuntary, from the same resource usage), the time from
 the start of the process to the first byte it writes on standard output, and figures the command
 reports itself. Prints them and appends them to a results file for report.py. Standard library
 only.
@@ -86,6 +87,7 @@ def run_once(argv, timeout, ok_status):
         raise RuntimeError("%s: %s" % (reason, text[-1][-300:] if text else "no message"))
     err.close()
     return {"cpu_s": usage.ru_utime + usage.ru_stime, "rss_mib": usage.ru_maxrss / 1024.0,
+            "switches": usage.ru_nvcsw + usage.ru_nivcsw,
             "wall_s": wall, "first_out_ms": None if first is None else first * 1000.0,
             "stdout_tail": tail}
 
@@ -141,7 +143,7 @@ def measure(command, port):
     result = run_once(argv, command.get("timeout", 600), command.get("ok_status", [0]))
     figures = {}
     if command.get("process", True):
-        figures = {k: result[k] for k in ("cpu_s", "wall_s", "rss_mib", "first_out_ms")
+        figures = {k: result[k] for k in ("cpu_s", "wall_s", "rss_mib", "switches", "first_out_ms")
                    if result[k] is not None}
         if not command.get("first_out", True):
             del figures["first_out_ms"]

@@ -24,6 +24,7 @@ FIGURES = [
     ("cpu_s", "CPU s (user+sys)", "%.3f"),
     ("wall_s", "wall s", "%.2f"),
     ("rss_mib", "peak RSS MiB", "%.1f"),
+    ("switches", "context switches", "%.0f"),
     ("first_out_ms", "first byte on stdout, ms from process start", "%.0f"),
     ("first_byte_ms", "first PES byte (read loop: packet), ms from open", "%.1f"),
     ("seek_ms", "seek latency ms (median of all seeks)", "%.1f"),

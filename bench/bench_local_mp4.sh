@@ -8,7 +8,8 @@
 #   read_loop clip                          a bare libavformat read loop: the lower bound
 #   ffmpeg -i clip -c copy -f mpegts -      a plain remux
 #   gst-launch-1.0 filesrc ! qtdemux ! h264parse ! mpegpsmux ! fdsink, audio through aacparse
-# (CPU, wall time, peak RSS, first byte on standard output), plus the seek latency of the library
+# (CPU, wall time, peak RSS, context switches, first byte on standard output), plus the seek
+# latency of the library
 # (bench/seek_bench.cpp) and of the read loop (read_loop clip SEEKS). Medians of RUNS interleaved
 # runs (RUNS_LONG for the long clip) are appended to BENCH_RESULTS for report.py.
 #

@@ -9,9 +9,9 @@
 #   ffmpeg -i clip -c copy -f mpegts -      a plain remux
 #   gst-launch-1.0 filesrc ! qtdemux ! h264parse ! mpegpsmux ! fdsink, audio through aacparse
 # (CPU, wall time, peak RSS, context switches, first byte on standard output), plus the seek
-# latency of the library
-# (bench/seek_bench.cpp) and of the read loop (read_loop clip SEEKS). Medians of RUNS interleaved
-# runs (RUNS_LONG for the long clip) are appended to BENCH_RESULTS for report.py.
+# latency of the library (bench/seek_bench.cpp) and of the read loop (read_loop clip SEEKS).
+# Medians of RUNS interleaved runs (RUNS_LONG for the long clip) are appended to BENCH_RESULTS
+# for report.py.
 #
 # Usage: bench_local_mp4.sh BUILD_DIR [RUNS [RUNS_LONG]]   (a build with -DVELAR_BUILD_BENCH=ON)
 set -euo pipefail

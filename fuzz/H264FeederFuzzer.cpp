@@ -5,11 +5,13 @@
 // baseline.mp4), with its NAL prefix width set to 4, 2 or 1 bytes by the first input byte
 // (its low two bits; 3: the sample carries AAC codec data instead). The rest of the input is a
 // run of samples, each:
-//   flags (1 byte: bit 0 firstSample, bit 1 keyFrame), length L (3 bytes, big-endian, at most
-//   kMaxSampleBytes), pts and dts (5 bytes each, big-endian, so 33-bit wrap-around is reached),
-//   count n (2 bytes), then n literal bytes.
-// The sample's data is the literal bytes cut or padded with zero bytes to L bytes, so a short
-// input can describe a long sample (a long NAL unit followed by zero-length ones).
+//   flags (1 byte: bit 0 firstSample, bit 1 keyFrame, bit 2 zero padding), length L (3 bytes,
+//   big-endian, at most kMaxSampleBytes), pts and dts (5 bytes each, big-endian, so 33-bit
+//   wrap-around is reached), count n (2 bytes), then n literal bytes.
+// The sample's data is the literal bytes cut to L bytes or brought up to L bytes by repeating them
+// (by zero bytes with bit 2, or when there are none), so a short input can describe a long sample:
+// a long NAL unit, and with zero padding a long unit followed by zero-length ones. Samples stop
+// once kMaxInputSampleBytes have been fed, which bounds the time one input takes.
 //
 // Expected outcomes: std::runtime_error (no usable codec data) and std::out_of_range (a length
 // prefix cut off by the end of the sample). Checked: what reaches the ring is a sequence of whole
@@ -33,7 +35,10 @@
 
 namespace {
 
-constexpr size_t kMaxSampleBytes = 256 * 1024;
+// A sample spans up to three PES packets: enough for every way of cutting a unit, including
+// bytes left over from an unfinished unit in front of a full packet.
+constexpr size_t kMaxSampleBytes = 144 * 1024;
+constexpr size_t kMaxInputSampleBytes = 2 * kMaxSampleBytes;
 constexpr size_t kRingBytes = 4 * kMaxSampleBytes + 256 * 1024;
 
 // avcC of baseline.mp4: Constrained Baseline, level 1.2, one SPS and one PPS.
@@ -107,7 +112,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     avfile::AvSample sample;
     sample.trackInfo.codecData = codecData(data[0] & 3);
 
-    while (in.has(1 + 3 + 5 + 5 + 2)) {
+    size_t fed = 0;
+    while (in.has(1 + 3 + 5 + 5 + 2) && fed < kMaxInputSampleBytes) {
         const unsigned flags = static_cast<unsigned>(in.number(1));
         const size_t length = std::min<size_t>(in.number(3), kMaxSampleBytes);
         sample.pts = in.number(5);
@@ -115,7 +121,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         size_t literal = static_cast<size_t>(in.number(2));
         const uint8_t* bytes = in.take(literal);
         sample.data.assign(bytes, bytes + std::min(literal, length));
-        sample.data.resize(length, 0);
+        if ((flags & 4) != 0 || literal == 0) {
+            sample.data.resize(length, 0);
+        }
+        while (sample.data.size() < length) {
+            sample.data.insert(sample.data.end(), bytes, bytes + std::min(literal, length - sample.data.size()));
+        }
+        fed += length;
         sample.firstSample = (flags & 1) != 0;
         sample.keyFrame = (flags & 2) != 0;
         try {

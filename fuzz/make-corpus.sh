@@ -105,12 +105,13 @@ AAC=(-c:a aac -b:a 32k -ac 1)
 # --- feeder runs: real samples of the tiny clip, then the cases the feeder must handle.
 "${TOOLS[@]}" feeder "$CORPUS/MemoryFileFuzzer/tiny.mp4" "$CORPUS/H264FeederFuzzer/tiny-samples"
 # choice, then samples: flags, length (3), pts (5), dts (5), literal count (2), literal bytes.
+# Zero padding (flags bit 2) makes the long units of multi-packet.
 hexseed H264FeederFuzzer one-nal "00 03 000006 0000000e10 0000000e10 0006 000000026588"
 hexseed H264FeederFuzzer overlong-nal "00 00 00000e 0000000000 0000000000 000e 000003e8 65 88 0102030405060708"
 hexseed H264FeederFuzzer cut-prefix "00 01 000003 01ffffffff 01ffffffff 0003 000000"
 hexseed H264FeederFuzzer two-byte-prefixes "01 01 000008 0000000000 0000000000 0008 0002 6588 0001 41 0000"
 hexseed H264FeederFuzzer one-byte-prefixes "02 01 000005 0000000000 0000000000 0005 02 6588 01 41"
 hexseed H264FeederFuzzer aac-codec-data "03 01 000006 0000000000 0000000000 0006 000000026588"
-hexseed H264FeederFuzzer multi-packet "00 01 030000 0000000000 0000000000 0004 0002fff0"
+hexseed H264FeederFuzzer multi-packet "00 05 030000 0000000000 0000000000 0004 0002fff0"
 
 du -sh "$CORPUS"

@@ -54,6 +54,12 @@ namespace avfile {
 // With the KeyFramesOnly filter, every skipped packet is released before the next is read
 // (libavformat 59 requires a blank packet for av_read_frame).
 //
+// Copies and allocations: getNextSample copies the packet's payload into the caller's record once
+// (the record owns its bytes as a vector, and the packet is released before returning). The
+// record's capacity is kept, and grown by doubling when a larger sample comes, so a caller that
+// reuses one record sees a few reallocations per stream, not one per sample. libavformat
+// allocates each packet's buffer itself; that is outside this class's control.
+//
 // Errors: construction throws AvFileNotFoundException (path missing) or AvParseErrorException
 // (demuxer refused the file); getNextSample throws AvBaseException "Format context is null" when
 // there is no demuxer. Everything else reports through results.

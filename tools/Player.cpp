@@ -2,8 +2,10 @@
 
 #include <sys/stat.h>
 
+#include <chrono>
 #include <cstdio>
 #include <exception>
+#include <thread>
 
 #include "avfile/AvTrack.h"
 #include "avfile/AvTrackType.h"
@@ -21,6 +23,7 @@ using Clock = std::chrono::steady_clock;
 namespace {
 
 const char* const kDashMimeType = "application/dash+xml";
+constexpr int kThreadSettleMs = 500;  // see release()
 
 const char* trackTypeName(avfile::AvTrackType type) {
     switch (type) {
@@ -280,7 +283,16 @@ void Player::release() {
     mRing.reset();
     f.releaseMs = static_cast<uint64_t>(
         std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin).count());
+    // A joined thread can stay listed in /proc/self/task for a moment after pthread_join returned
+    // (the kernel wakes the joiner before it has removed the task), longer on a loaded machine; the
+    // count is read again for up to kThreadSettleMs before a surplus is reported.
     f.afterRelease = ProcessCounts::take();
+    for (const Clock::time_point settle = Clock::now();
+         f.afterRelease.threads > mBeforeOpen.threads &&
+         Clock::now() - settle < std::chrono::milliseconds(kThreadSettleMs);) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        f.afterRelease = ProcessCounts::take();
+    }
     f.beforeOpen = mBeforeOpen;
     f.hasRelease = true;
     if (mStats) {

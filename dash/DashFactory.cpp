@@ -3,7 +3,10 @@
 #include <sys/stat.h>
 #include <tinyxml.h>
 
+#include <fstream>
+#include <iterator>
 #include <utility>
+#include <vector>
 
 #include "dash/DashAdaptationSet.h"
 #include "dash/DashConfiguration.h"
@@ -62,7 +65,18 @@ std::shared_ptr<IDashConfiguration> DashFactory::getDashConfiguration(std::strin
     struct stat info = {};
     TiXmlDocument document;
     const bool sizeOk = stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode) && info.st_size <= kMaxSettingsFileBytes;
-    if (!sizeOk || !document.LoadFile(path.c_str())) {
+    // TinyXML (2.6) steps over a UTF-8 sequence by the length its lead byte announces, also over
+    // the terminating NUL: a file ending in a lead byte made it read past the end of its buffer.
+    // So the text is handed to it with four NUL bytes behind it (the longest sequence's worth).
+    bool loaded = false;
+    if (sizeOk) {
+        std::ifstream file(path, std::ios::binary);
+        std::vector<char> text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+        text.resize(text.size() + 4, '\0');
+        document.Parse(text.data(), nullptr, TIXML_DEFAULT_ENCODING);
+        loaded = !document.Error();  // an empty or unreadable file is an empty document: an error
+    }
+    if (!loaded) {
         ZUN_LOG(0, "Failed to load file : %s", path.c_str());
         DashUtil::throwException(FAIL_UNKNOWN_ERROR, "Invalid dash config file: " + path);
     }

@@ -109,7 +109,7 @@ def target_text(values, workload, figure, how, peer, peer_figure, limit):
     else:
         value = mine / theirs
         met = value <= limit if how == "max_ratio" else value >= limit
-        shown = "%.2fx" % value
+        shown = "%.3fx" % value
     return "%s: %s %s" % (describe(how, peer, peer_figure, limit), shown, "met" if met else "MISSED")
 
 

@@ -2,7 +2,6 @@
 // stalled transfer, live refreshes, and the capability snapshot.
 #include "dash/DashDownloader.h"
 
-#include <dirent.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -13,12 +12,14 @@
 #include "DownloaderRig.h"
 #include "FaultServer.h"
 #include "LogCapture.h"
+#include "ThreadCount.h"
 #include "WaitFor.h"
 
 namespace {
 
 using namespace dash;
 using namespace downloader_rig;
+using velar_test::threadCount;
 using velar_test::waitFor;
 
 const char* const kVideo = "video/mp4";
@@ -97,16 +98,6 @@ TEST_F(DashDownloaderTest, FinishedSessionCompletesWhenAnUnfinishedQueueIsDraine
     EXPECT_EQ(COMPLETED, downloader->getStatus());
     EXPECT_EQ(completed + 1, raised(DOWNLOAD_COMPLETED));
     EXPECT_EQ(static_cast<size_t>(kMaxBuffered), buffered(*downloader, kAudio));
-}
-
-// Threads of this process now.
-size_t threadCount() {
-    size_t count = 0;
-    if (DIR* tasks = opendir("/proc/self/task")) {
-        while (const dirent* entry = readdir(tasks)) count += entry->d_name[0] != '.';
-        closedir(tasks);
-    }
-    return count;
 }
 
 // Cancel joins the thread while a transfer stalls; a second cancel only logs, the session stays

@@ -2,7 +2,6 @@
 // drained slowly, host calls racing each other while the streamer is blocked, and a DASH
 // presentation repositioned and released while its segments are still downloading. Every release
 // must end within one pause of the streamer thread and leave no thread of the library behind.
-#include <dirent.h>
 #include <unistd.h>
 #include <gtest/gtest.h>
 
@@ -19,6 +18,7 @@
 #include "FaultServer.h"
 #include "ScratchDir.h"
 #include "TestMedia.h"
+#include "ThreadCount.h"
 #include "WaitFor.h"
 #include "avfile/IAvStreamer.h"
 #include "platform/ContigMemBuffer.h"
@@ -28,6 +28,7 @@ namespace {
 
 using avfile::AvSampleFilter;
 using avfile::AvStreamerState;
+using velar_test::threadCount;
 using velar_test::waitFor;
 using Clock = std::chrono::steady_clock;
 
@@ -35,16 +36,6 @@ using Clock = std::chrono::steady_clock;
 // second in Buffering, EndOfFile and Error, plus a margin for a loaded machine. Anything longer is
 // a thread that hangs.
 constexpr auto kReleaseBound = std::chrono::milliseconds(1500);
-
-// Threads of this process now (entries of /proc/self/task).
-size_t threadCount() {
-    size_t count = 0;
-    if (DIR* dir = opendir("/proc/self/task")) {
-        while (const dirent* entry = readdir(dir)) count += entry->d_name[0] != '.';
-        closedir(dir);
-    }
-    return count;
-}
 
 // The count before a test: a first thread is made and joined, since ThreadSanitizer starts a thread of
 // its own with the process's first thread.

@@ -8,7 +8,11 @@
 #      demo-out/dash/, served by a private nginx on a free 127.0.0.1 port that this script starts
 #      and stops itself                             -> demo-out/sample-dash.mpg
 # Each run also writes its --stats file beside the stream (demo-out/*.stats.jsonl); the DASH run's
-# is drawn as demo-out/sample-dash.stats.png (tools/plot-stats).
+# is drawn as demo-out/sample-dash.stats.png (tools/plot-stats). Then
+#   3. bit-rate switching: a generated 16 s presentation with three video representations
+#      (tests/data/make-abr-dash.sh, into demo-out/abr/) served by the test fault server throttled
+#      to about 2.2 Mbit/s, so that the client climbs from 400 kbit/s to 1.2 Mbit/s and stays
+#      there; its --stats file is drawn as demo-out/abr.stats.png, which shows the switch.
 #
 # Usage: scripts/demo.sh BUILD_DIR     (run from anywhere; BUILD_DIR relative to the current folder)
 set -euo pipefail
@@ -109,6 +113,23 @@ else
 fi
 echo "   (a DASH stream ends as soon as its first track ends, so its last audio frames may be missing)"
 
+
 echo
-echo "Play them with: ffplay -f mpeg demo-out/sample.mpg (or sample-dash.mpg)   (video; the audio is"
-echo "AAC in ADTS on stream id C0)"
+echo "== Bit-rate switching: a 16 s presentation in three representations behind a throttled server"
+bash "$ROOT/tests/data/make-abr-dash.sh" "$OUT_DIR/abr" 16
+echo '{"*": {"rate": 275000}}' >"$OUT_DIR/abr.control.json"
+coproc THROTTLED { exec python3 "$ROOT/tests/servers/fault_server.py" --root "$OUT_DIR/abr" \
+    --control "$OUT_DIR/abr.control.json"; }
+ABR_SERVER_PID=$THROTTLED_PID
+trap 'nginx_stop; kill "$ABR_SERVER_PID" 2>/dev/null || true' EXIT
+read -r -t 10 _ PORT <&"${THROTTLED[0]}"
+URL=http://127.0.0.1:$PORT/manifest.mpd
+echo "   playing $URL (about 2.2 Mbit/s) into demo-out/abr.mpg"
+timeout 120 "$PLAY" -o "$OUT_DIR/abr.mpg" --stats "$OUT_DIR/abr.stats.jsonl" "$URL"
+kill "$ABR_SERVER_PID" 2>/dev/null || true
+"$ROOT/tools/plot-stats" "$OUT_DIR/abr.stats.jsonl" --title "throttled to about 2.2 Mbit/s" |
+    grep -E '^(switch|wrote)' | sed 's/^/   /'
+
+echo
+echo "Play them with: ffplay -f mpeg demo-out/sample.mpg (or sample-dash.mpg, abr.mpg)   (video; the"
+echo "audio is AAC in ADTS on stream id C0)"

@@ -123,35 +123,34 @@ void BM_PesPacketiser(benchmark::State& state) {
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * size));
 }
 
-void BM_H264Feeder(benchmark::State& state) {
-    const size_t size = static_cast<size_t>(state.range(0));
+// Feeds `sample` (payload `payload`, codec data `codecData`) through a Feeder over the pipeline once
+// per iteration, its time stamps advanced by `ticks` (90 kHz) each time.
+template <class Feeder>
+void feedLoop(benchmark::State& state, std::vector<uint8_t> payload,
+              std::shared_ptr<avfile::IAvCodecData> codecData, uint64_t ticks) {
+    const size_t size = payload.size();
     Pipeline pipeline;
-    avfile::H264Feeder feeder(pipeline.pes);
+    Feeder feeder(pipeline.pes);
     avfile::AvSample sample;
-    sample.data = h264Sample(size);
-    sample.trackInfo.codecData = std::make_shared<avfile::H264AvcData>(kAvcC);
+    sample.data = std::move(payload);
+    sample.trackInfo.codecData = std::move(codecData);
     for (auto _ : state) {
-        sample.pts += 3000;
-        sample.dts += 3000;
+        sample.pts += ticks;
+        sample.dts += ticks;
         feeder.feedSample(sample);
         pipeline.drainIfHalfFull();
     }
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * size));
 }
 
+void BM_H264Feeder(benchmark::State& state) {
+    feedLoop<avfile::H264Feeder>(state, h264Sample(static_cast<size_t>(state.range(0))),
+                                 std::make_shared<avfile::H264AvcData>(kAvcC), 3000);
+}
+
 void BM_AacFeeder(benchmark::State& state) {
-    const size_t size = static_cast<size_t>(state.range(0));
-    Pipeline pipeline;
-    avfile::AacFeeder feeder(pipeline.pes);
-    avfile::AvSample sample;
-    sample.data = filler(size);
-    sample.trackInfo.codecData = std::make_shared<avfile::AacData>(std::vector<unsigned char>{0x12, 0x10});
-    for (auto _ : state) {
-        sample.pts += 2090;
-        feeder.feedSample(sample);
-        pipeline.drainIfHalfFull();
-    }
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * size));
+    feedLoop<avfile::AacFeeder>(state, filler(static_cast<size_t>(state.range(0))),
+                                std::make_shared<avfile::AacData>(std::vector<unsigned char>{0x12, 0x10}), 2090);
 }
 
 }  // namespace

@@ -52,9 +52,8 @@
 
 #include "avfile/IAvStreamer.h"
 #include "avfile/IAvStreamerListener.h"
-#include "platform/ContigMemBuffer.h"
+#include "bench/BenchHost.h"
 #include "tests/common/WaitFor.h"
-#include "velar/Mp4Service.h"
 
 namespace {
 
@@ -236,11 +235,7 @@ private:
     std::string mFirst;
 };
 
-[[noreturn]] void fail(const std::string& message) {
-    std::fprintf(stderr, "SoakSeeks: %s\n", message.c_str());
-    std::fflush(stderr);
-    _exit(1);  // no teardown: a failed run may have a streamer in an unknown state
-}
+[[noreturn]] void fail(const std::string& message) { velar_bench::fail("SoakSeeks", message); }
 
 class Soak {
 public:
@@ -397,25 +392,14 @@ int main(int argc, char* argv[]) {
     std::printf("SoakSeeks: seed %llu\n", static_cast<unsigned long long>(seed));
     std::fflush(stdout);
 
-    velar::Mp4Service service;
-    std::shared_ptr<avfile::IAvFile> file;
-    try {
-        file = service.openPath(argv[1], "video/mp4");
-    } catch (const std::exception& e) {
-        fail(std::string(argv[1]) + ": " + e.what());
-    }
-    if (!file || file->getDuration() == 0) {
-        fail(std::string("cannot open ") + argv[1] + " as an MP4 with a duration");
-    }
-    std::shared_ptr<ContigMemBuffer> ring = std::make_shared<ContigMemBuffer>(kRingBytes);
-    std::shared_ptr<avfile::IAvStreamer> streamer = service.createStreamer(file, ring);
-    if (!streamer) {
-        fail(std::string("cannot create a streamer for ") + argv[1]);
+    velar_bench::BenchHost host("SoakSeeks", argv[1], "video/mp4", kRingBytes);
+    if (host.file->getDuration() == 0) {
+        fail(std::string(argv[1]) + " has no duration");
     }
 
     bool failed = false;
     {
-        Soak soak(std::move(streamer), ring, file->getDuration(), seed);
+        Soak soak(std::move(host.streamer), host.ring, host.file->getDuration(), seed);
         soak.run(std::chrono::seconds(seconds));
         failed = soak.failed();
     }

@@ -28,8 +28,7 @@
 #include <vector>
 
 #include "avfile/IAvDashInfo.h"
-#include "platform/ContigMemBuffer.h"
-#include "velar/Mp4Service.h"
+#include "bench/BenchHost.h"
 
 namespace {
 
@@ -41,11 +40,7 @@ const uint32_t kPollMs = 100;           // how often the counts are read while s
 const uint64_t kTailMs = 5000;          // "finished": read until this close to the end
 const uint32_t kPhaseTimeoutMs = 90000; // longest wait for any phase
 
-[[noreturn]] void fail(const std::string& message) {
-    std::fprintf(stderr, "dash_idle: %s\n", message.c_str());
-    std::fflush(stderr);
-    _exit(1);
-}
+[[noreturn]] void fail(const std::string& message) { velar_bench::fail("dash_idle", message); }
 
 double cpuSeconds() {
     struct rusage usage;
@@ -125,21 +120,16 @@ int main(int argc, char* argv[]) {
         fail("MEASURE_SECONDS must be a positive number");
     }
 
-    velar::Mp4Service service;
-    std::shared_ptr<avfile::IAvFile> file;
-    try {
-        file = service.openPath(url, "application/dash+xml");
-    } catch (const std::exception& e) {
-        fail(url + ": " + e.what());
-    }
+    velar_bench::BenchHost host("dash_idle", url, "application/dash+xml", kRingBytes);
+    const std::shared_ptr<avfile::IAvFile>& file = host.file;
+    const std::shared_ptr<ContigMemBuffer>& ring = host.ring;
+    const std::shared_ptr<avfile::IAvStreamer>& streamer = host.streamer;
     const avfile::IAvDashInfo* info = dynamic_cast<const avfile::IAvDashInfo*>(file.get());
     if (info == nullptr) {
         fail("cannot open " + url + " as a DASH presentation");
     }
     const uint64_t durationMs = file->getDuration();
-    std::shared_ptr<ContigMemBuffer> ring = std::make_shared<ContigMemBuffer>(kRingBytes);
-    std::shared_ptr<avfile::IAvStreamer> streamer = service.createStreamer(file, ring);
-    if (!streamer || !streamer->setPosition(0, avfile::AvSampleFilter::AllSamples)) {
+    if (!streamer->setPosition(0, avfile::AvSampleFilter::AllSamples)) {
         fail("cannot start a streamer for " + url);
     }
 

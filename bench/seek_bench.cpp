@@ -35,8 +35,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/ContigMemBuffer.h"
-#include "velar/Mp4Service.h"
+#include "bench/BenchHost.h"
 
 namespace {
 
@@ -50,11 +49,7 @@ const uint32_t kWaitMs = 30000;
 const uint8_t kPackHeader[] = {0x00, 0x00, 0x01, 0xBA, 0x44, 0x00, 0x04,
                                0x00, 0x04, 0x01, 0xFF, 0xFF, 0xFF, 0x00};
 
-[[noreturn]] void fail(const std::string& message) {
-    std::fprintf(stderr, "seek_bench: %s\n", message.c_str());
-    std::fflush(stderr);
-    _exit(1);
-}
+[[noreturn]] void fail(const std::string& message) { velar_bench::fail("seek_bench", message); }
 
 double msSince(Clock::time_point start) {
     return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
@@ -122,19 +117,11 @@ int main(int argc, char* argv[]) {
     }
 
     const Clock::time_point start = Clock::now();
-    velar::Mp4Service service;
-    std::shared_ptr<avfile::IAvFile> file;
-    try {
-        file = service.openPath(input, mime);
-    } catch (const std::exception& e) {
-        fail(input + ": " + e.what());
-    }
-    if (!file) {
-        fail("cannot open " + input);
-    }
-    std::shared_ptr<ContigMemBuffer> ring = std::make_shared<ContigMemBuffer>(kRingBytes);
-    std::shared_ptr<avfile::IAvStreamer> streamer = service.createStreamer(file, ring);
-    if (!streamer || !streamer->setPosition(0, avfile::AvSampleFilter::AllSamples)) {
+    velar_bench::BenchHost host("seek_bench", input, mime, kRingBytes);
+    const std::shared_ptr<avfile::IAvFile>& file = host.file;
+    const std::shared_ptr<ContigMemBuffer>& ring = host.ring;
+    const std::shared_ptr<avfile::IAvStreamer>& streamer = host.streamer;
+    if (!streamer->setPosition(0, avfile::AvSampleFilter::AllSamples)) {
         fail("cannot start a streamer for " + input);
     }
     readPastPackHeader(*ring, "start");
